@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+
+struct Settings;
+class CallLogStore;
+
+// What the action engine asks of the main window.
+class WindowReactions {
+public:
+    virtual ~WindowReactions() = default;
+    virtual void showNormalAndFocus() = 0;
+    virtual void minimize() = 0;
+    // The calls list was changed: reload it for the last days.
+    virtual void reloadCallsList() = 0;
+};
+
+// The trigger value of a call state: 0 idle, 1 outgoing waiting, 2 outgoing connected, 3 incoming
+// ringing, 4 incoming connected, 5 any other state (the answering machine's 135 among them).
+int ActionTrigger(int16_t callState);
+
+// The engine that runs on every change of the call state. It begins with the fixed reactions (raise
+// the window on a ring, minimise it when the line goes quiet, mark the number's log entries as seen);
+// the user's programmed rules follow once the rule table exists.
+class ActionRules {
+public:
+    ActionRules(const Settings& settings, CallLogStore& callLog);
+    void setWindow(WindowReactions* window) { m_window = window; }
+
+    // Runs for `state`; `callNumber` is the number of the current call. Returns the result text of the
+    // last rule run (empty while there are no rules).
+    QString ActionRun(int16_t state, int testIndex, const QString& testNumber, const QString& callNumber);
+
+private:
+    const Settings& m_settings;
+    CallLogStore& m_callLog;
+    WindowReactions* m_window = nullptr;
+};

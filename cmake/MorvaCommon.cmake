@@ -1,0 +1,30 @@
+# Compile settings shared by every target of the project: one interface target that all link.
+add_library(morva_common INTERFACE)
+target_compile_options(morva_common INTERFACE
+    -Wall -Wextra -Wpedantic -Werror
+    -Wold-style-cast -Wshadow=local -Wnon-virtual-dtor -Wcast-qual)
+target_compile_definitions(morva_common INTERFACE
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_NARROWING_CONVERSIONS_IN_CONNECT
+    QT_NO_KEYWORDS _GLIBCXX_ASSERTIONS
+    MORVA_VERSION_MAJOR=${PROJECT_VERSION_MAJOR}
+    MORVA_VERSION_MINOR=${PROJECT_VERSION_MINOR}
+    MORVA_VERSION_PATCH=${PROJECT_VERSION_PATCH})
+target_include_directories(morva_common INTERFACE ${PROJECT_SOURCE_DIR})
+
+if(MORVA_SANITIZE STREQUAL "address")
+    target_compile_options(morva_common INTERFACE -fsanitize=address,undefined -fno-omit-frame-pointer
+                                                   -fno-sanitize-recover=undefined)
+    target_link_options(morva_common INTERFACE -fsanitize=address,undefined)
+elseif(MORVA_SANITIZE STREQUAL "thread")
+    target_compile_options(morva_common INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+    target_link_options(morva_common INTERFACE -fsanitize=thread)
+elseif(NOT MORVA_SANITIZE STREQUAL "")
+    message(FATAL_ERROR "MORVA_SANITIZE must be empty, 'address' or 'thread'")
+endif()
+
+# morva_library(name SOURCES ... LINKS ...): a static library of the project.
+function(morva_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC morva_common ${ARG_LINKS})
+endfunction()

@@ -1,0 +1,54 @@
+#include "serial/CallCommands.h"
+
+#include "config/clsConfig.h"
+#include "lines/capi/modCti.h"
+#include "numbers/Num_module.h"
+#include "shell/Eurit30.h"
+#include "shell/Settings.h"
+
+CallCommands::CallCommands(const Settings& settings, Eurit30& call, CtiBinding& line, const colConfig& configs,
+                           std::function<void(const QString&)> showMessage)
+    : m_settings(settings), m_call(call), m_line(line), m_configs(configs), m_showMessage(std::move(showMessage)) {}
+
+void CallCommands::report(const QString& what, int32_t result) {
+    if (result < 0 && m_showMessage)
+        m_showMessage(QStringLiteral("Err: %1 %2").arg(what).arg(result));
+}
+
+void CallCommands::Eurit_Dial(const QString& typed) {
+    QString number = typed.trimmed().toUpper();
+    number.remove(QLatin1Char('-'));
+    number.remove(QLatin1Char('/'));
+    m_call.RememberNumber(number);
+    number = ApplyCarrier(number);
+
+    m_call.Eurit_ResetCall();
+    m_call.CallNumber = number.trimmed();
+    const QString lineNumber = OutsideLinePrefix(m_settings, m_call.CallNumber, 1);
+
+    int32_t result = -1;
+    if (clsCti* cti = m_line.channel()) {
+        cti->eifc.CalledNumber = lineNumber.toLatin1();
+        const int msn = m_settings.DialMSN >= 1 && m_settings.DialMSN <= 5 ? m_settings.DialMSN : 1;
+        cti->eifc.CallingNumber = m_configs.Item(1).strMSN(msn).toLatin1();
+        cti->CtiIcaSetConfig();
+        result = cti->CtiConnect();
+    }
+    report(QStringLiteral("CtiConnect"), result);
+    m_call.Eurit_ShowCallFields(MaskAll);
+}
+
+void CallCommands::Eurit_Answer() {
+    clsCti* cti = m_line.channel();
+    report(QStringLiteral("CtiAnswerCall"), cti ? cti->CtiAnswerCall(cti->event.callHandle) : -1);
+}
+
+void CallCommands::Eurit_Hangup() {
+    clsCti* cti = m_line.channel();
+    report(QStringLiteral("CtiDisconnect"), cti ? cti->CtiDisconnect() : -1);
+}
+
+void CallCommands::Eurit_TakeOver() {
+    clsCti* cti = m_line.channel();
+    report(QStringLiteral("CtiAnswerCallAB"), cti ? cti->CtiABÜbernahme() : -1);
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+// The user's call commands: dial, answer, hang up, and take a call over from the answering machine.
+// The telephones' serial dialect has no call commands, so these act on the ISDN line (answer and hang
+// up on the TAPI line once it exists and is chosen).
+
+#include <QString>
+
+#include <functional>
+
+struct Settings;
+class Eurit30;
+class CtiBinding;
+class colConfig;
+
+class CallCommands {
+public:
+    // `showMessage` shows a failure to the user (a message box in the window).
+    CallCommands(const Settings& settings, Eurit30& call, CtiBinding& line, const colConfig& configs,
+                 std::function<void(const QString&)> showMessage);
+
+    void Eurit_Dial(const QString& number);
+    void Eurit_Answer();
+    void Eurit_Hangup();
+    void Eurit_TakeOver();
+
+    void setShowMessage(std::function<void(const QString&)> showMessage) { m_showMessage = std::move(showMessage); }
+
+private:
+    void report(const QString& what, int32_t result);
+
+    const Settings& m_settings;
+    Eurit30& m_call;
+    CtiBinding& m_line;
+    const colConfig& m_configs;
+    std::function<void(const QString&)> m_showMessage;
+};

@@ -1,0 +1,127 @@
+#pragma once
+
+// The shared call record and the status panel that shows it. Every line kind (the ISDN line, the
+// serial telephone, the TAPI line) writes the record and then calls the same few procedures here; they
+// refresh the panel and the call buttons, run the action engine, write the call log entry and refresh
+// the calls list. One call at a time: a second call that begins overwrites the record.
+
+#include <QDateTime>
+#include <QObject>
+#include <QString>
+
+#include <atomic>
+#include <cstdint>
+
+class Clock;
+struct Settings;
+class Language;
+class colConfig;
+class colPhonebook;
+class CallLogStore;
+class ActionRules;
+class LastNumbers;
+
+// Call states of the record. 128 marks an incoming call.
+enum CallStates : int16_t {
+    StateIdle = 0,
+    StateOutgoingBusy = 5,
+    StateOutgoingWaiting = 6,
+    StateOutgoingConnected = 16,
+    StateIncomingRinging = 134,
+    StateIncomingMachine = 135,
+    StateIncomingConnected = 144,
+};
+
+// Display masks of Eurit_ShowCallState and Eurit_ShowCallFields.
+enum ShowMask : int {
+    MaskState = 1,
+    MaskNumber = 2,
+    MaskMSN = 4,
+    MaskDuration = 8,
+    MaskCharge = 16,
+    MaskAll = -1,
+};
+
+// What the call buttons of tbrBigButtons show in a call state.
+struct CallButtons {
+    bool answerVisible = false;   // ANSWER
+    bool answerABVisible = false; // ANSWERAB
+    bool dialVisible = true;      // DIAL
+    bool hangupEnabled = false;   // HANGUP
+    bool dialEnabled = true;      // DIAL
+    bool operator==(const CallButtons&) const = default;
+};
+CallButtons ButtonsForState(int16_t callState);
+
+// The fields of the status panel, as texts; the main window shows them.
+struct StatusPanel {
+    QString lblName, lblNameToolTip;
+    QString lblOrt, lblOrtToolTip;
+    QString lblMSN;
+    QString lblStatus;
+    QString lblDauer;
+    QString lblGebühren;
+    QString txtNumber;
+    QString DDENummer;
+    CallButtons buttons;
+};
+
+// A duration in whole seconds in the "Long Time" form, hh:mm:ss.
+QString FormatLongTime(qint64 seconds);
+
+class Eurit30 : public QObject {
+    Q_OBJECT
+public:
+    Eurit30(const Clock& clock, const Settings& settings, const Language& language, const colConfig& configs,
+            const colPhonebook& phonebooks, CallLogStore& callLog, ActionRules& actions, LastNumbers& lastNumbers);
+
+    // The shared call record. CallState is also read by the line library's thread (the alert decision),
+    // so it is atomic; everything else belongs to the main thread.
+    std::atomic<int16_t> CallState = StateIdle;
+    int16_t CallDirection = 0; // 0 none, 1 incoming, 2 outgoing
+    QString CallNumber;
+    QString CallMSN;
+    QString CallCharge;
+    QString CallDuration;
+    QDateTime CallStart;
+    QString IdleStatusText;
+    QString CallSoundFile;
+    QString ShownNumber;
+
+    const StatusPanel& panel() const { return m_panel; }
+    // The user edited txtNumber.
+    void setTxtNumber(const QString& text) { m_panel.txtNumber = text; }
+
+    void Eurit_ResetCall();
+    void Eurit_ShowCallState(int mask);
+    void Eurit_ShowCallFields(int mask);
+    // Once a second: the call clock.
+    void Eurit_UpdateCallClock();
+    // The end of a call: the log entry from the record as it stands, and the calls list refresh.
+    void Eurit_CallFinished();
+    void Me_AnruflisteAktualisieren();
+    void Me_SetStatusNummer();
+    void Me_Set_Status();
+    void Init();
+    // Adds a number to the last-used numbers (newest on top).
+    void RememberNumber(const QString& number);
+
+Q_SIGNALS:
+    void panelChanged();
+    void statusBarChanged();
+    void callsListRefreshRequested();
+    void lastNumbersChanged();
+
+private:
+    QString statusText(int16_t state) const;
+
+    const Clock& m_clock;
+    const Settings& m_settings;
+    const Language& m_language;
+    const colConfig& m_configs;
+    const colPhonebook& m_phonebooks;
+    CallLogStore& m_callLog;
+    ActionRules& m_actions;
+    LastNumbers& m_lastNumbers;
+    StatusPanel m_panel;
+};

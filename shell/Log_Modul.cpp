@@ -1,0 +1,31 @@
+#include "shell/Log_Modul.h"
+
+#include "platform/Clock.h"
+
+#include <QDir>
+#include <QFile>
+
+QString GeneralDate(const QDateTime& when) { return when.toString(QStringLiteral("dd.MM.yyyy hh:mm:ss")); }
+
+Logs::Logs(const Clock& clock, const QString& workDir) : m_clock(clock), m_workDir(workDir) {}
+
+QString Logs::debugPath() const { return QDir(m_workDir).filePath(QStringLiteral("debug.txt")); }
+QString Logs::errorPath() const { return QDir(m_workDir).filePath(QStringLiteral("error.log")); }
+
+void Logs::Log_Write(const QString& text) {
+    if (!m_errorLogOn)
+        return;
+    append(debugPath(), GeneralDate(m_clock.now()) + QLatin1Char('\t') + text);
+}
+
+void Logs::ErrorLog(const QString& text) {
+    append(errorPath(), GeneralDate(m_clock.now()) + QLatin1Char(' ') + text);
+}
+
+void Logs::append(const QString& path, const QString& line) {
+    std::lock_guard lock(m_mutex);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text))
+        return;
+    file.write((line + QLatin1Char('\n')).toUtf8());
+}

@@ -1,0 +1,230 @@
+#include "shell/ui/Main.h"
+
+#include "shell/Program.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QStatusBar>
+#include <QStyle>
+#include <QTimer>
+#include <QToolBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(program) {
+    setObjectName(QStringLiteral("Main"));
+    setWindowTitle(QStringLiteral("Morva"));
+    const Language& lang = m_program.language;
+
+    m_tbrBigButtons = addToolBar(QStringLiteral("Calls"));
+    m_tbrBigButtons->setObjectName(QStringLiteral("tbrBigButtons"));
+    m_tbrBigButtons->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+    m_tbrBigButtons->setIconSize(QSize(32, 32));
+    m_tbrBigButtons->setMovable(false);
+    QStyle* st = style();
+    addButton("PHONEBOOK", tr("Phonebook"), QIcon::fromTheme(QStringLiteral("x-office-address-book"),
+                                                             st->standardIcon(QStyle::SP_FileDialogContentsView)))
+        ->setEnabled(false);
+    addButton("PROTOKOLL", tr("Call log"),
+              QIcon::fromTheme(QStringLiteral("document-open-recent"), st->standardIcon(QStyle::SP_FileDialogDetailedView)))
+        ->setEnabled(false);
+    m_tbrBigButtons->addSeparator();
+    addButton("DIAL", tr("Dial"), QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_ArrowRight)));
+    addButton("ANSWER", tr("Answer"), QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_DialogYesButton)));
+    addButton("ANSWERAB", tr("Take over"),
+              QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_MediaVolume)));
+    addButton("HANGUP", tr("Hang up"), QIcon::fromTheme(QStringLiteral("call-stop"), st->standardIcon(QStyle::SP_DialogCancelButton)));
+    connect(m_tbrBigButtons, &QToolBar::actionTriggered, this, &Main::tbrBigButtons_ButtonClick);
+
+    auto* central = new QWidget(this);
+    auto* layout = new QVBoxLayout(central);
+    m_Frame1 = new QGroupBox(lang.LanguageString(3201), central);
+    m_Frame1->setObjectName(QStringLiteral("Frame1"));
+    auto* grid = new QGridLayout(m_Frame1);
+    grid->setColumnStretch(1, 1);
+
+    auto* Label1 = new QLabel(lang.LanguageString(3200), m_Frame1);
+    Label1->setObjectName(QStringLiteral("Label1"));
+    m_txtNumber = new QLineEdit(m_Frame1);
+    m_txtNumber->setObjectName(QStringLiteral("txtNumber"));
+    m_txtNumber->setPlaceholderText(tr("Number to dial"));
+    m_txtNumber->setClearButtonEnabled(true);
+    m_txtNumber->installEventFilter(this);
+    Label1->setBuddy(m_txtNumber);
+    grid->addWidget(Label1, 0, 0);
+    grid->addWidget(m_txtNumber, 0, 1);
+    connect(m_txtNumber, &QLineEdit::textEdited, this, [this](const QString& text) { m_program.call.setTxtNumber(text); });
+
+    m_lblName = new QLabel(m_Frame1);
+    m_lblName->setObjectName(QStringLiteral("lblName"));
+    QFont nameFont = m_lblName->font();
+    nameFont.setPointSizeF(nameFont.pointSizeF() * 1.6);
+    nameFont.setBold(true);
+    m_lblName->setFont(nameFont);
+    m_lblName->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    grid->addWidget(m_lblName, 1, 0, 1, 2);
+
+    m_lblOrt = addField(grid, 2, "lblOrtLabel", 3224, "lblOrt");
+    m_lblMSN = addField(grid, 3, "lblMSNLabel", 3223, "lblMSN");
+    m_lblStatus = addField(grid, 4, "Laststate_label", 3202, "lblStatus");
+    m_lblDauer = addField(grid, 5, "Last_dauer_label", 3204, "lblDauer");
+    m_lblGebühren = addField(grid, 6, "Last_Gebühren_label", 3203, "lblGebühren");
+
+    // The number as a data item for other programs; never shown.
+    m_DDENummer = new QLineEdit(central);
+    m_DDENummer->setObjectName(QStringLiteral("DDENummer"));
+    m_DDENummer->setVisible(false);
+
+    layout->addWidget(m_Frame1);
+    layout->addStretch(1);
+    setCentralWidget(central);
+
+    m_lineStatus = new QLabel(this);
+    m_lineStatus->setObjectName(QStringLiteral("lineStatus"));
+    statusBar()->addWidget(m_lineStatus, 1);
+
+    m_timerEifcCallback = new QTimer(this);
+    m_timerEifcCallback->setObjectName(QStringLiteral("timerEifcCallback"));
+    m_timerEifcCallback->setInterval(100);
+    connect(m_timerEifcCallback, &QTimer::timeout, this, &Main::timerEifcCallback_Timer);
+    m_timerZeitsteuerung = new QTimer(this);
+    m_timerZeitsteuerung->setObjectName(QStringLiteral("timerZeitsteuerung"));
+    m_timerZeitsteuerung->setInterval(1000);
+    connect(m_timerZeitsteuerung, &QTimer::timeout, this, &Main::timerZeitsteuerung_Timer);
+
+    Eurit30& call = m_program.call;
+    connect(&call, &Eurit30::panelChanged, this, &Main::Me_ShowPanel);
+    connect(&call, &Eurit30::statusBarChanged, this, &Main::Me_ShowStatusBar);
+    m_program.actions.setWindow(this);
+    m_program.commands.setShowMessage(
+        [this](const QString& text) { QMessageBox::warning(this, QStringLiteral("Morva"), text); });
+    resize(520, 380);
+}
+
+Main::~Main() {
+    stop();
+    m_program.actions.setWindow(nullptr);
+    m_program.commands.setShowMessage(nullptr);
+}
+
+QLabel* Main::addField(QGridLayout* grid, int row, const char* captionName, int captionText, const char* fieldName) {
+    auto* caption = new QLabel(m_program.language.LanguageString(captionText), m_Frame1);
+    caption->setObjectName(QString::fromUtf8(captionName));
+    auto* field = new QLabel(m_Frame1);
+    field->setObjectName(QString::fromUtf8(fieldName));
+    field->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    grid->addWidget(caption, row, 0);
+    grid->addWidget(field, row, 1);
+    return field;
+}
+
+QAction* Main::addButton(const char* key, const QString& text, const QIcon& icon) {
+    QAction* action = m_tbrBigButtons->addAction(icon, text);
+    action->setObjectName(QString::fromLatin1(key));
+    action->setData(QString::fromLatin1(key));
+    if (QWidget* button = m_tbrBigButtons->widgetForAction(action))
+        button->setObjectName(QString::fromLatin1(key));
+    return action;
+}
+
+bool Main::Form_Load() {
+    if (!m_program.cti.CtiInit())
+        return false;
+    m_timerEifcCallback->start();
+    m_timerZeitsteuerung->start();
+    if (!m_program.cti.CtiRegisterChannel())
+        return false;
+    m_program.call.Eurit_ShowCallState(MaskAll);
+    m_program.call.Init();
+    return true;
+}
+
+void Main::Me_ShowPanel() {
+    const StatusPanel& p = m_program.call.panel();
+    m_lblName->setText(p.lblName);
+    m_lblName->setToolTip(p.lblNameToolTip);
+    m_lblOrt->setText(p.lblOrt);
+    m_lblOrt->setToolTip(p.lblOrtToolTip);
+    m_lblMSN->setText(p.lblMSN);
+    m_lblStatus->setText(p.lblStatus);
+    m_lblDauer->setText(p.lblDauer);
+    m_lblGebühren->setText(p.lblGebühren);
+    if (m_txtNumber->text() != p.txtNumber)
+        m_txtNumber->setText(p.txtNumber);
+    m_DDENummer->setText(p.DDENummer);
+    auto button = [this](const char* key) { return m_tbrBigButtons->findChild<QAction*>(QString::fromLatin1(key)); };
+    button("ANSWER")->setVisible(p.buttons.answerVisible);
+    button("ANSWERAB")->setVisible(p.buttons.answerABVisible);
+    button("DIAL")->setVisible(p.buttons.dialVisible);
+    button("DIAL")->setEnabled(p.buttons.dialEnabled);
+    button("HANGUP")->setEnabled(p.buttons.hangupEnabled);
+}
+
+void Main::Me_ShowStatusBar() {
+    const bool registered = m_program.cti.channel() && m_program.cti.channel()->lngCtiId != -1;
+    m_lineStatus->setText(registered ? tr("ISDN line ready") : tr("ISDN line not available"));
+}
+
+void Main::tbrBigButtons_ButtonClick(QAction* button) {
+    const QString key = button->data().toString();
+    if (key == QLatin1String("DIAL"))
+        m_program.commands.Eurit_Dial(m_txtNumber->text());
+    else if (key == QLatin1String("ANSWER"))
+        m_program.commands.Eurit_Answer();
+    else if (key == QLatin1String("ANSWERAB"))
+        m_program.commands.Eurit_TakeOver();
+    else if (key == QLatin1String("HANGUP"))
+        m_program.commands.Eurit_Hangup();
+}
+
+bool Main::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_txtNumber && event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            m_program.commands.Eurit_Dial(m_txtNumber->text());
+            return true;
+        }
+        if (key == Qt::Key_Escape) {
+            m_program.commands.Eurit_Hangup();
+            return true;
+        }
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void Main::timerEifcCallback_Timer() { m_program.eventTick(); }
+void Main::timerZeitsteuerung_Timer() { m_program.clockTick(); }
+
+void Main::showNormalAndFocus() {
+    setWindowState((windowState() & ~(Qt::WindowMinimized | Qt::WindowMaximized)) | Qt::WindowActive);
+    show();
+    raise();
+    activateWindow();
+}
+
+void Main::minimize() { setWindowState(windowState() | Qt::WindowMinimized); }
+
+void Main::reloadCallsList() {
+    // The calls list arrives with the main window's lists; nothing shows the log yet.
+}
+
+void Main::stop() {
+    if (m_stopped)
+        return;
+    m_stopped = true;
+    m_timerEifcCallback->stop();
+    m_timerZeitsteuerung->stop();
+    m_program.stopLine();
+}
+
+void Main::closeEvent(QCloseEvent* event) {
+    stop();
+    event->accept();
+}

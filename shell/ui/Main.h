@@ -1,0 +1,66 @@
+#pragma once
+
+// The main window: the status panel of the current call and the call buttons. It owns the timers that
+// drive the line events and the call clock, and shows what the Program's call record holds.
+
+#include "automation/ActionRules.h"
+
+#include <QMainWindow>
+
+class Program;
+class QAction;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QTimer;
+class QToolBar;
+
+class Main : public QMainWindow, public WindowReactions {
+    Q_OBJECT
+public:
+    explicit Main(Program& program, QWidget* parent = nullptr);
+    ~Main() override;
+
+    // Starts the line and the timers and shows the first state. False when the line cannot start.
+    bool Form_Load();
+
+    // WindowReactions
+    void showNormalAndFocus() override;
+    void minimize() override;
+    void reloadCallsList() override;
+
+    // The texts of the panel and the buttons, from the call record's panel model.
+    void Me_ShowPanel();
+    void Me_ShowStatusBar();
+
+public Q_SLOTS:
+    void tbrBigButtons_ButtonClick(QAction* button);
+    void timerEifcCallback_Timer();
+    void timerZeitsteuerung_Timer();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    QLabel* addField(class QGridLayout* grid, int row, const char* captionName, int captionText,
+                     const char* fieldName);
+    QAction* addButton(const char* key, const QString& text, const QIcon& icon);
+    void stop();
+
+    Program& m_program;
+    QToolBar* m_tbrBigButtons = nullptr;
+    QGroupBox* m_Frame1 = nullptr;
+    QLabel* m_lblName = nullptr;
+    QLabel* m_lblOrt = nullptr;
+    QLabel* m_lblMSN = nullptr;
+    QLabel* m_lblStatus = nullptr;
+    QLabel* m_lblDauer = nullptr;
+    QLabel* m_lblGebühren = nullptr;
+    QLineEdit* m_txtNumber = nullptr;
+    QLineEdit* m_DDENummer = nullptr;
+    QLabel* m_lineStatus = nullptr;
+    QTimer* m_timerEifcCallback = nullptr;
+    QTimer* m_timerZeitsteuerung = nullptr;
+    bool m_stopped = false;
+};
