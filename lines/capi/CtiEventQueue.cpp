@@ -2,19 +2,24 @@
 
 #include <cstring>
 
-bool CtiEventQueue::push(const CtiEvent& event) {
-    if (m_count >= Slots)
+bool CtiEventQueue::push(const CtiEvent& event, uint8_t alert) {
+    if (full())
         return false;
-    std::memcpy(m_slots[std::size_t(m_write)].data(), event.bytes.data(), CtiEvent::Size);
+    auto& slot = m_slots[std::size_t(m_write)];
+    std::memcpy(slot.data(), event.bytes.data(), CtiEvent::Size);
+    slot[CtiEvent::Size] = alert;
     m_write = next(m_write);
     ++m_count;
     return true;
 }
 
-bool CtiEventQueue::pop(CtiEvent& event) {
+bool CtiEventQueue::pop(CtiEvent& event, uint8_t* alert) {
     if (m_count == 0)
         return false;
-    std::memcpy(event.bytes.data(), m_slots[std::size_t(m_read)].data(), CtiEvent::Size);
+    const auto& slot = m_slots[std::size_t(m_read)];
+    std::memcpy(event.bytes.data(), slot.data(), CtiEvent::Size);
+    if (alert)
+        *alert = slot[CtiEvent::Size];
     m_read = next(m_read);
     --m_count;
     return true;

@@ -22,11 +22,14 @@ public:
     std::atomic<int16_t> busy = 0;
 
     // Both need the lock held.
-    // Copies a record into the slot at the write index. A full ring takes nothing and returns false:
-    // an older event is never overwritten.
-    bool push(const CtiEvent& event);
-    // Copies the record at the read index out; false when the ring is empty.
-    bool pop(CtiEvent& event);
+    // Copies a record into the slot at the write index. A slot is one byte longer than the record: that
+    // byte carries `alert`, the alert decision the entry made for this very event. A full ring takes
+    // nothing and returns false: an older event is never overwritten.
+    bool push(const CtiEvent& event, uint8_t alert = 0);
+    // Copies the record at the read index out, and its alert byte; false when the ring is empty.
+    bool pop(CtiEvent& event, uint8_t* alert = nullptr);
+    bool full() const { return m_count >= Slots; }
+    int16_t freeSlots() const { return int16_t(Slots - m_count); }
 
     int16_t writeIndex() const { return m_write; }
     int16_t readIndex() const { return m_read; }

@@ -40,7 +40,7 @@ public:
     int16_t intRecording = 0;
     QDateTime dateRecordStart;
     QString strRecordFile;
-    std::atomic<int32_t> lngAlerted = 0; // 1 the incoming call was accepted for alerting
+    int32_t lngAlerted = 0; // 1 the incoming call being shown was accepted for alerting
     int16_t intMSNIndex = 0;
     std::atomic<int32_t> lngCtiId = -1; // channel id from cti_Register; -1 while not registered
 

@@ -90,6 +90,7 @@ void CtiBinding::CtiExit() {
         if (m_queue.count() > 0)
             m_logs.ErrorLog(QStringLiteral("CtiExit: %1 line events discarded").arg(m_queue.count()));
         m_queue.clear();
+        m_lineCall = 0;
     }
     m_channels.clear();
 }
@@ -100,17 +101,42 @@ int CtiBinding::GetCtiIdbyXcId(int32_t xcId) const {
     return -1;
 }
 
-void CtiBinding::alertDecision(clsCti& cti, const CtiEvent& event, bool queued) {
-    bool alert = false;
-    if (!queued) {
-        // The program would never see this call: do not let it ring.
-    } else if (m_call.CallState != StateIdle) {
-        // A second call while one is in progress is not offered.
-    } else {
-        alert = m_configs.Item(1).GetMatchMSNNummer(QString::fromLatin1(event.calledNumber()), true) != 0;
+bool CtiBinding::enqueue(const CtiEvent& event, bool callEnd, uint8_t alert) {
+    // A full ring means the main thread has not taken an event for seconds. The new event is dropped,
+    // never an older one written over, and the last slots stay free for the end of a call.
+    const int16_t needed = callEnd ? 1 : SlotsKeptForCallEnds + 1;
+    if (m_queue.freeSlots() >= needed && m_queue.push(event, alert))
+        return true;
+    m_logs.ErrorLog(QStringLiteral("CtiEventQueue full: event of type %1 (%2) dropped")
+                        .arg(event.type())
+                        .arg(QString::fromLatin1(event.type() == CtiEvent::Dtmf ? QByteArray(1, event.dtmfDigit())
+                                                                                : event.stateName())));
+    return false;
+}
+
+void CtiBinding::callStateEntry(clsCti& cti, const CtiEvent& event) {
+    const QByteArray state = event.stateName();
+    const bool offered = state == StateConnectPending && event.direction() == 1;
+    const bool callEnd = state == StateConnected || state == StateDisconnected;
+    if (!offered) {
+        if (state == StateConnectPending)
+            m_lineCall = event.callHandle();
+        else if (state == StateDisconnected && event.callHandle() == m_lineCall)
+            m_lineCall = 0;
+        enqueue(event, callEnd);
+        return;
     }
-    cti.lngAlerted = alert ? 1 : 0;
-    cti.CtiIcaSetAlert(alert ? 1 : 0);
+    // A call that comes while another call is up, that matches no own number, or that the ring has no
+    // room for (the program would never see it) is not offered to the user.
+    const bool callInProgress = m_call.CallState != StateIdle || m_lineCall != 0;
+    const bool wanted = !callInProgress &&
+                        m_configs.Item(1).GetMatchMSNNummer(QString::fromLatin1(event.calledNumber()), true) != 0;
+    const uint8_t alert = enqueue(event, false, wanted) && wanted;
+    if (alert)
+        m_lineCall = event.callHandle();
+    // lngAlerted is set when the pump takes this event, from the decision carried in its slot: set
+    // here, it would speak for whichever call was offered last rather than for the call being shown.
+    cti.CtiIcaSetAlert(alert);
 }
 
 void CtiBinding::CtiEventEntry(const CtiEvent& event) {
@@ -119,26 +145,13 @@ void CtiBinding::CtiEventEntry(const CtiEvent& event) {
     const int index = GetCtiIdbyXcId(event.xcId());
     if (index >= 0) {
         clsCti& cti = *m_channels[std::size_t(index)];
-        auto enqueue = [&] {
-            if (m_queue.push(event))
-                return true;
-            // A full ring means the main thread has not taken an event for five seconds. The new event
-            // is dropped, never an older one written over.
-            m_logs.ErrorLog(QStringLiteral("CtiEventQueue full: event of type %1 (%2) dropped")
-                                .arg(event.type())
-                                .arg(QString::fromLatin1(event.stateName())));
-            return false;
-        };
         switch (event.type()) {
         case CtiEvent::Dtmf:
-            enqueue();
+            enqueue(event, false);
             break;
-        case CtiEvent::CallState: {
-            const bool queued = enqueue();
-            if (event.stateName() == StateConnectPending && event.direction() == 1)
-                alertDecision(cti, event, queued);
+        case CtiEvent::CallState:
+            callStateEntry(cti, event);
             break;
-        }
         case CtiEvent::FileIn:
             for (int i = 0; i < 3; ++i)
                 cti.fileInReport[std::size_t(i)] = event.fileInValue(i);
@@ -165,9 +178,10 @@ void CtiBinding::CtiEventPump() {
     if (m_queue.busy)
         return;
     CtiEvent event;
+    uint8_t alerted = 0;
     {
         std::unique_lock lock(m_queue.mutex, std::try_to_lock);
-        if (!lock.owns_lock() || !m_queue.pop(event))
+        if (!lock.owns_lock() || !m_queue.pop(event, &alerted))
             return;
     }
     const int index = GetCtiIdbyXcId(event.xcId());
@@ -179,6 +193,9 @@ void CtiBinding::CtiEventPump() {
     switch (event.type()) {
     case CtiEvent::CallState:
         cti.takeEvent(event);
+        // The decision that the entry made for this very call.
+        if (event.direction() == 1 && event.stateName() == StateConnectPending)
+            cti.lngAlerted = alerted;
         cti.fktCallback();
         break;
     case CtiEvent::Dtmf:

@@ -13,6 +13,10 @@
 
 class CtiBinding {
 public:
+    // Slots of the ring that only the connect and the end of a call may take: a flood of digits or of
+    // offered calls never leaves the call in progress without room for its end.
+    static constexpr int16_t SlotsKeptForCallEnds = 8;
+
     CtiBinding(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs, Eurit30& call,
                const colConfig& configs, SoundEngine& sound, AnsweringMachine& machine, const QString& programDir);
     ~CtiBinding();
@@ -41,7 +45,11 @@ public:
     int16_t pendingEvents();
 
 private:
-    void alertDecision(clsCti& cti, const CtiEvent& event, bool queued);
+    // The entry's part for a call-state event: the alert decision, and the line's own view of the call
+    // in progress. Runs on the library's thread with the ring locked.
+    void callStateEntry(clsCti& cti, const CtiEvent& event);
+    // Queues an event if the ring has room for its kind; a refused event is logged to error.log.
+    bool enqueue(const CtiEvent& event, bool callEnd, uint8_t alert = 0);
     void fail(const QString& line);
 
     CtiLibrary& m_library;
@@ -56,6 +64,10 @@ private:
 
     std::vector<std::unique_ptr<clsCti>> m_channels;
     CtiEventQueue m_queue;
+    // The call that the line has offered the program or that the program placed, as the entry sees it;
+    // 0 when none. Only the entry reads and writes it, under the ring's lock. The call record's state
+    // lags behind by up to a tick of the pump, so the alert decision asks both.
+    int32_t m_lineCall = 0;
     int32_t m_initResult = 0;
     QString m_fatalMessage;
 };

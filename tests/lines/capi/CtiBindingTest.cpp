@@ -1,0 +1,269 @@
+// The start and stop of the line binding, its fatal paths, and the hand-over between the library's
+// thread and the pump.
+
+#include "tests/support/TestProgram.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using ::testing::_;
+using ::testing::Return;
+
+namespace {
+
+class MockCtiLibrary : public CtiLibrary {
+public:
+    MOCK_METHOD(int32_t, cti_Init, (), (override));
+    MOCK_METHOD(int32_t, cti_Exit, (), (override));
+    MOCK_METHOD(int32_t, cti_Register, (const EifcConfigBlock&, const FdWaveConfigBlock&, CtiEventCallback),
+                (override));
+    MOCK_METHOD(int32_t, cti_Release, (int32_t), (override));
+    MOCK_METHOD(int32_t, cti_IcaSetConfig, (int32_t, const EifcConfigBlock&), (override));
+    MOCK_METHOD(int32_t, cti_IcaGetConfig, (int32_t, EifcConfigBlock&), (override));
+    MOCK_METHOD(int32_t, cti_IcaSetAlert, (int32_t, int32_t), (override));
+    MOCK_METHOD(int32_t, cti_AnswerCall, (int32_t, int32_t), (override));
+    MOCK_METHOD(int32_t, cti_Connect, (int32_t), (override));
+    MOCK_METHOD(int32_t, cti_Disconnect, (int32_t), (override));
+    MOCK_METHOD(int32_t, cti_SndOutFileStart, (int32_t, const QByteArray&), (override));
+    MOCK_METHOD(int32_t, cti_SndOutFileStop, (int32_t), (override));
+    MOCK_METHOD(int32_t, cti_SndInFileStart, (int32_t, const QByteArray&, int16_t), (override));
+    MOCK_METHOD(int32_t, cti_SndInFileStop, (int32_t), (override));
+    MOCK_METHOD(int32_t, cti_SndOutStart, (int32_t), (override));
+    MOCK_METHOD(int32_t, cti_SndOutStop, (int32_t), (override));
+    MOCK_METHOD(int32_t, cti_SndInStart, (int32_t), (override));
+    MOCK_METHOD(int32_t, cti_SndInStop, (int32_t), (override));
+    MOCK_METHOD(int32_t, cti_GetCapiProfile, (int32_t, int32_t&, int32_t&), (override));
+    MOCK_METHOD(int32_t, cti_SetDebugFlag, (int32_t), (override));
+};
+
+struct MockedProgram {
+    ManualClock clock;
+    QTemporaryDir dir;
+    MockCtiLibrary* line;
+    std::unique_ptr<Program> program;
+    MockedProgram() {
+        auto mock = std::make_unique<::testing::NiceMock<MockCtiLibrary>>();
+        line = mock.get();
+        program = std::make_unique<Program>(clock, std::move(mock), dir.path());
+        program->logs.setErrorLogOn(true);
+    }
+    QString debugText() const {
+        QFile f(dir.filePath(QStringLiteral("debug.txt")));
+        return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+    }
+};
+
+TEST(CtiInit, FillsTheBlocksFromTheSettings) {
+    MockedProgram p;
+    p.program->settings.BlockSize = 512;
+    p.program->settings.ErrorLogOn = 1;
+    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(1));
+    EifcFields registered;
+    FdWaveConfigBlock wave;
+    EXPECT_CALL(*p.line, cti_Register(_, _, _))
+        .WillOnce([&](const EifcConfigBlock& c, const FdWaveConfigBlock& w, CtiEventCallback) {
+            registered = c.decode();
+            wave = w;
+            return 3;
+        });
+    ASSERT_TRUE(p.program->startLine());
+    EXPECT_EQ(registered.MaxBDataLen, 512);
+    EXPECT_EQ(registered.Listen, 1);
+    EXPECT_EQ(registered.CipMask, 0x10010);
+    EXPECT_EQ(registered.DebugEnable, 1);
+    EXPECT_TRUE(registered.LogFile.endsWith("/Ctilog.txt"));
+    EXPECT_EQ(wave.value(0), 100);
+    EXPECT_EQ(wave.value(1), 1024);
+    EXPECT_EQ(wave.value(2), 10);
+    EXPECT_EQ(wave.value(3), 1024);
+    EXPECT_EQ(wave.value(4), -1);
+    EXPECT_EQ(wave.value(5), -1);
+    EXPECT_EQ(p.program->cti.channel()->lngCtiId, 3);
+}
+
+TEST(CtiInit, AFailingLibraryIsFatalWithItsLogLine) {
+    MockedProgram p;
+    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(0));
+    EXPECT_CALL(*p.line, cti_Register(_, _, _)).Times(0);
+    EXPECT_FALSE(p.program->startLine());
+    EXPECT_EQ(p.program->fatalMessage(), QStringLiteral("CtiInit:Failed Reason: 0"));
+    EXPECT_TRUE(p.debugText().contains(QStringLiteral("\tCtiInit:Failed Reason: 0\n")));
+}
+
+TEST(CtiRegisterChannel, AFailedRegistrationIsFatalWithItsLogLine) {
+    MockedProgram p;
+    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(1));
+    EXPECT_CALL(*p.line, cti_Register(_, _, _)).WillOnce(Return(-4105));
+    EXPECT_FALSE(p.program->startLine());
+    EXPECT_TRUE(p.debugText().contains(QStringLiteral("CtiRegister: Failed Channel 0 Err: -4105")));
+    EXPECT_EQ(p.program->cti.channel()->lngCtiId, -1);
+}
+
+TEST(CtiRegister, ASecondRegistrationDoesNotRegisterAgain) {
+    TestProgram t;
+    EXPECT_EQ(t.cti().CtiRegister([](const CtiEvent&) {}), -1);
+    EXPECT_EQ(t.line->requests().count(QStringLiteral("Register")), 1);
+}
+
+TEST(CtiExit, AFailingExitIsLoggedAndTheStopGoesOn) {
+    MockedProgram p;
+    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(1));
+    EXPECT_CALL(*p.line, cti_Register(_, _, _)).WillOnce(Return(1));
+    EXPECT_CALL(*p.line, cti_Exit()).WillOnce(Return(-2));
+    ASSERT_TRUE(p.program->startLine());
+    p.program->stopLine();
+    EXPECT_TRUE(p.debugText().contains(QStringLiteral("cti_Exit: Failed, Reason: -2")));
+    EXPECT_EQ(p.program->cti.channel(), nullptr);
+}
+
+TEST(CtiWrappers, AnUnregisteredChannelAnswersWithoutCallingTheLibrary) {
+    MockedProgram p;
+    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(1));
+    ASSERT_TRUE(p.program->cti.CtiInit());
+    clsCti& cti = *p.program->cti.channel();
+    EXPECT_CALL(*p.line, cti_Connect(_)).Times(0);
+    EXPECT_CALL(*p.line, cti_IcaGetConfig(_, _)).Times(0);
+    EXPECT_EQ(cti.CtiConnect(), -1);
+    EXPECT_EQ(cti.CtiDisconnect(), -1);
+    EXPECT_EQ(cti.CtiIcaGetConfig(), -3);
+    EXPECT_CALL(*p.line, cti_SetDebugFlag(1)).WillOnce(Return(0));
+    EXPECT_EQ(cti.CtiSetDebugFlag(1), 0) << "called without the registration test";
+    EXPECT_CALL(*p.line, cti_Release(-1)).WillOnce(Return(-5));
+    EXPECT_EQ(cti.CtiRelease(), -5);
+    EXPECT_EQ(cti.lngCtiId, -1);
+}
+
+TEST(CtiEventPump, AnEventOfAnUnknownChannelIsDroppedAndLogged) {
+    TestProgram t;
+    CtiEvent e;
+    e.setType(CtiEvent::CallState);
+    e.setXcId(99);
+    e.setStateName("D_ConnectPending");
+    {
+        std::lock_guard lock(t.program->cti.queue().mutex);
+        ASSERT_TRUE(t.program->cti.queue().push(e));
+    }
+    t.program->eventTick();
+    EXPECT_EQ(t.program->cti.pendingEvents(), 0);
+    EXPECT_EQ(t.call().CallState, StateIdle);
+    const QStringList lines = t.logLines(QStringLiteral("error.log"));
+    ASSERT_EQ(lines.size(), 1);
+    EXPECT_TRUE(lines[0].endsWith(QStringLiteral(" GetCtiIdbyXcId failed")));
+}
+
+TEST(CtiEventEntry, AnEventForNoChannelIsNotQueued) {
+    TestProgram t;
+    CtiEvent e;
+    e.setType(CtiEvent::Dtmf);
+    e.setXcId(42);
+    t.program->cti.CtiEventEntry(e);
+    EXPECT_EQ(t.program->cti.pendingEvents(), 0);
+    EXPECT_EQ(t.program->cti.queue().busy, 0);
+}
+
+TEST(CtiEventPump, SkipsItsTickWhileTheEntryIsBusy) {
+    TestProgram t;
+    t.line->sendDtmf('5');
+    t.line->waitIdle();
+    ASSERT_EQ(t.program->cti.pendingEvents(), 1);
+    CtiEventQueue& q = t.program->cti.queue();
+    q.busy = 1;
+    t.program->eventTick();
+    EXPECT_EQ(t.program->cti.pendingEvents(), 1) << "busy flag up: nothing taken";
+    q.busy = 0;
+    {
+        std::lock_guard lock(q.mutex); // the entry holds the ring
+        t.program->eventTick();
+        EXPECT_EQ(q.count(), 1) << "ring locked: the pump does not wait";
+    }
+    t.program->eventTick();
+    EXPECT_EQ(t.program->cti.pendingEvents(), 0);
+}
+
+TEST(CtiEventPump, OneEventPerTick) {
+    TestProgram t;
+    for (char d : {'1', '2', '3'})
+        t.line->sendDtmf(d);
+    t.line->waitIdle();
+    ASSERT_EQ(t.program->cti.pendingEvents(), 3);
+    t.program->eventTick();
+    EXPECT_EQ(t.program->cti.pendingEvents(), 2);
+    EXPECT_EQ(t.cti().event.dtmfDigit, '1');
+}
+
+TEST(CtiEventEntry, AFullRingDropsNewEventsLogsThemAndKeepsRoomForTheCallsEnd) {
+    TestProgram t;
+    t.ring();
+    t.program->commands.Eurit_Answer();
+    t.settle();
+    ASSERT_EQ(t.call().CallState, StateIncomingConnected);
+
+    // The main thread stands still while the far end keys 60 digits.
+    for (int i = 0; i < 60; ++i)
+        t.line->sendDtmf('1');
+    t.line->waitIdle();
+    const int16_t kept = CtiEventQueue::Slots - CtiBinding::SlotsKeptForCallEnds;
+    EXPECT_EQ(t.program->cti.pendingEvents(), kept);
+    EXPECT_EQ(t.logLines(QStringLiteral("error.log")).filter(QStringLiteral("CtiEventQueue full")).size(), 60 - kept);
+
+    t.line->clearRequests();
+    t.line->offerCall("892222222", "5551", true);
+    t.line->farEndHangsUp(0x3490, 1);
+    t.line->waitIdle();
+    EXPECT_EQ(t.line->requests(), QStringList{QStringLiteral("IcaSetAlert 0")});
+    EXPECT_EQ(t.program->cti.pendingEvents(), kept + 1) << "the end of the call found its slot";
+
+    t.settle();
+    EXPECT_EQ(t.call().CallState, StateIdle);
+    EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+}
+
+TEST(CtiEventQueue, TheRingHolds51AndRefusesThe52nd) {
+    TestProgram t;
+    CtiEventQueue& q = t.program->cti.queue();
+    std::lock_guard lock(q.mutex);
+    CtiEvent e;
+    for (int i = 0; i < 51; ++i)
+        ASSERT_TRUE(q.push(e));
+    EXPECT_FALSE(q.push(e));
+    EXPECT_EQ(q.count(), 51);
+    q.clear();
+}
+
+TEST(CtiExit, TakesWhatIsLeftSoTheLastCallIsStillLogged) {
+    TestProgram t;
+    t.ring();
+    t.program->commands.Eurit_Answer();
+    t.settle();
+    ASSERT_EQ(t.call().CallState, StateIncomingConnected);
+    t.line->farEndHangsUp();
+    t.line->waitIdle();
+    ASSERT_EQ(t.program->cti.pendingEvents(), 1) << "the event timer is off: the end still waits in the ring";
+    t.program->stopLine();
+    EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+    EXPECT_EQ(t.call().CallState, StateIdle);
+    EXPECT_EQ(t.program->cti.channel(), nullptr);
+    EXPECT_TRUE(t.line->requests().contains(QStringLiteral("Exit")));
+}
+
+TEST(LibraryReports, FileAndErrorReportsRunAtOnceOutsideTheQueue) {
+    TestProgram t;
+    CtiEvent fileOut;
+    fileOut.setType(CtiEvent::FileOut);
+    fileOut.setFileOutValue(0, 7);
+    fileOut.setFileOutValue(1, 0);
+    t.line->raise(fileOut);
+    CtiEvent error;
+    error.setType(CtiEvent::LibraryError);
+    error.setErrorNumber(12);
+    error.setErrorText("controller lost");
+    t.line->raise(error);
+    t.line->waitIdle();
+    EXPECT_EQ(t.program->cti.pendingEvents(), 0);
+    EXPECT_EQ(t.cti().fileOutReport[0], 7);
+    const QStringList errors = t.logLines(QStringLiteral("error.log"));
+    ASSERT_EQ(errors.size(), 1);
+    EXPECT_TRUE(errors[0].endsWith(QStringLiteral("Line library error 12: controller lost")));
+}
+
+} // namespace

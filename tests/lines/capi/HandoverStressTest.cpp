@@ -1,0 +1,111 @@
+// The hand-over between the line library's thread and the main thread, under load. Built and run under
+// the thread sanitizer as well.
+
+#include "tests/support/TestProgram.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+CtiEvent sequenced(int32_t n, int32_t channel) {
+    CtiEvent e;
+    e.setType(CtiEvent::CallState);
+    e.setXcId(channel);
+    e.setCallHandle(n);
+    e.setStateName("Progress"); // a state the program does not act on: only its fields are taken
+    return e;
+}
+
+TEST(Handover, EveryEventArrivesOnceAndInOrderWhileBothThreadsRun) {
+    TestProgram t;
+    CtiBinding& binding = t.program->cti;
+    const int32_t channel = t.cti().lngCtiId;
+    constexpr int Events = 20000;
+    std::atomic<bool> done = false;
+    std::thread library([&] {
+        for (int n = 1; n <= Events; ++n) {
+            while (binding.pendingEvents() >= CtiEventQueue::Slots - CtiBinding::SlotsKeptForCallEnds)
+                std::this_thread::yield();
+            binding.CtiEventEntry(sequenced(n, channel));
+        }
+        done = true;
+    });
+    int32_t last = 0;
+    int taken = 0;
+    int outOfOrder = 0;
+    while (!done || binding.pendingEvents() > 0) {
+        binding.CtiEventPump();
+        const int32_t seen = t.cti().event.callHandle;
+        if (seen != last) {
+            outOfOrder += seen != last + 1;
+            last = seen;
+            ++taken;
+        }
+    }
+    library.join();
+    EXPECT_EQ(outOfOrder, 0) << "an event was lost or repeated";
+    EXPECT_EQ(taken, Events);
+    EXPECT_TRUE(t.logLines(QStringLiteral("error.log")).isEmpty());
+}
+
+TEST(Handover, AnOverrunDropsNewEventsButNeverCorruptsOrReordersOld) {
+    TestProgram t;
+    CtiBinding& binding = t.program->cti;
+    const int32_t channel = t.cti().lngCtiId;
+    constexpr int Events = 5000;
+    std::atomic<bool> done = false;
+    std::thread library([&] {
+        for (int n = 1; n <= Events; ++n)
+            binding.CtiEventEntry(sequenced(n, channel));
+        done = true;
+    });
+    int32_t last = 0;
+    int taken = 0;
+    int outOfOrder = 0;
+    while (!done || binding.pendingEvents() > 0) {
+        binding.CtiEventPump();
+        const int32_t seen = t.cti().event.callHandle;
+        if (seen != last) {
+            outOfOrder += seen < last;
+            last = seen;
+            ++taken;
+        }
+        std::this_thread::yield();
+    }
+    library.join();
+    EXPECT_EQ(outOfOrder, 0);
+    const int dropped = int(t.logLines(QStringLiteral("error.log")).filter(QStringLiteral("CtiEventQueue full")).size());
+    EXPECT_EQ(taken + dropped, Events);
+}
+
+TEST(Handover, CallsRungFromTheLineThreadWhileThePumpRuns) {
+    TestProgram t;
+    std::atomic<bool> stop = false;
+    std::thread pump([&] {
+        // Stands in for the 100 ms timer, run flat out.
+        while (!stop)
+            t.program->eventTick();
+    });
+    for (int i = 0; i < 200; ++i) {
+        t.line->offerCall("891234567", "5551", true);
+        t.line->farEndHangsUp();
+    }
+    t.line->waitIdle();
+    while (t.program->cti.pendingEvents() > 0)
+        std::this_thread::yield();
+    stop = true;
+    pump.join();
+    EXPECT_EQ(t.call().CallState, StateIdle);
+    // Each call that was let ring is in the log once; one that came while the last was still up was
+    // ignored and left no trace.
+    const auto alerted = t.line->requests().count(QStringLiteral("IcaSetAlert 1"));
+    EXPECT_GT(alerted, 0);
+    // The flood overruns the ring: offers and the ends of ignored calls are dropped, but an alerted
+    // call always finds room for its end.
+    EXPECT_EQ(t.program->callLog.entries().size(), std::size_t(alerted));
+}
+
+} // namespace

@@ -1,0 +1,138 @@
+// The main window over a program on the stand-in line: the panel and the call buttons follow the call,
+// and the keys of txtNumber dial and hang up. With MORVA_SCREENSHOT_DIR set, the window is saved as a
+// picture in each state of a call.
+
+#include "shell/ui/Main.h"
+#include "tests/support/TestProgram.h"
+
+#include <QAction>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTest>
+#include <QToolButton>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Window : TestProgram {
+    std::unique_ptr<Main> main;
+    QStringList messages;
+    Window() : TestProgram(false) {
+        main = std::make_unique<Main>(*program);
+        program->commands.setShowMessage([this](const QString& text) { messages << text; });
+        EXPECT_TRUE(main->Form_Load());
+        main->show();
+    }
+    ~Window() { main.reset(); }
+    QAction* button(const char* key) const { return main->findChild<QAction*>(QString::fromLatin1(key)); }
+    QString label(const char* name) const {
+        return main->findChild<QLabel*>(QString::fromUtf8(name))->text();
+    }
+    QLineEdit* txtNumber() const { return main->findChild<QLineEdit*>(QStringLiteral("txtNumber")); }
+    void snapshot(const QString& name) const {
+        const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
+        if (!dir.isEmpty()) {
+            QDir().mkpath(dir);
+            main->grab().save(QDir(dir).filePath(name + QStringLiteral(".png")));
+        }
+    }
+    // What the buttons show: visible keys, and which of DIAL and HANGUP are enabled.
+    QString buttons() const {
+        QStringList shown;
+        for (const char* key : {"DIAL", "ANSWER", "ANSWERAB", "HANGUP"}) {
+            QAction* a = button(key);
+            if (a->isVisible())
+                shown << QString::fromLatin1(key) + (a->isEnabled() ? QString() : QStringLiteral("(off)"));
+        }
+        return shown.join(QLatin1Char(' '));
+    }
+};
+
+TEST(MainWindow, ControlsCarryTheirNames) {
+    Window w;
+    for (const char* name : {"Label1", "Frame1", "lblName", "lblOrt", "lblMSN", "lblStatus", "lblDauer", "lblGebühren",
+                             "txtNumber", "DDENummer", "tbrBigButtons", "Laststate_label", "Last_Gebühren_label",
+                             "Last_dauer_label", "lblMSNLabel", "lblOrtLabel"})
+        EXPECT_NE(w.main->findChild<QWidget*>(QString::fromUtf8(name)), nullptr) << name;
+    for (const char* key : {"PHONEBOOK", "PROTOKOLL", "DIAL", "ANSWER", "ANSWERAB", "HANGUP"})
+        EXPECT_NE(w.button(key), nullptr) << key;
+    EXPECT_FALSE(w.main->findChild<QWidget*>(QStringLiteral("DDENummer"))->isVisible());
+}
+
+TEST(MainWindow, FollowsAnIncomingCallThroughEveryState) {
+    Window w;
+    w.txtNumber()->setFocus();
+    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL HANGUP(off)"));
+    w.snapshot(QStringLiteral("state-0"));
+
+    w.ring("891234567", "5551", true);
+    EXPECT_EQ(w.buttons(), QStringLiteral("ANSWER HANGUP"));
+    EXPECT_EQ(w.label("lblStatus"), QStringLiteral("Ringing (incoming)"));
+    EXPECT_EQ(w.label("lblName"), QStringLiteral("0891234567"));
+    EXPECT_EQ(w.label("lblMSN"), QStringLiteral("5551"));
+    EXPECT_EQ(w.txtNumber()->text(), QStringLiteral("0891234567"));
+    w.snapshot(QStringLiteral("state-134"));
+
+    w.button("ANSWER")->trigger();
+    w.settle();
+    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL(off) HANGUP"));
+    EXPECT_EQ(w.label("lblStatus"), QStringLiteral("Connected (incoming)"));
+    w.clock.advance(42s);
+    w.program->clockTick();
+    EXPECT_EQ(w.label("lblDauer"), QStringLiteral("00:00:42"));
+    w.snapshot(QStringLiteral("state-144"));
+
+    QTest::keyClick(w.txtNumber(), Qt::Key_Escape);
+    w.settle();
+    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL HANGUP(off)"));
+    EXPECT_EQ(w.label("lblStatus"), QStringLiteral("No additional information"));
+    EXPECT_EQ(w.label("lblDauer"), QStringLiteral("00:00:42"));
+    EXPECT_TRUE(w.messages.isEmpty());
+}
+
+TEST(MainWindow, MachineStateOffersTheTakeOver) {
+    Window w;
+    w.ring("891234567", "5551", true);
+    w.cti().lngABState = 1;
+    w.cti().CtiAnswerCall(w.cti().event.callHandle);
+    w.settle();
+    EXPECT_EQ(w.buttons(), QStringLiteral("ANSWERAB HANGUP"));
+    w.snapshot(QStringLiteral("state-135"));
+    w.button("ANSWERAB")->trigger();
+    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL(off) HANGUP"));
+}
+
+TEST(MainWindow, EnterDialsTheTypedNumberAndTheOutgoingCallRunsItsStates) {
+    Window w;
+    QTest::keyClicks(w.txtNumber(), QStringLiteral("030/1234-5"));
+    QTest::keyClick(w.txtNumber(), Qt::Key_Return);
+    EXPECT_TRUE(w.line->requests().contains(QStringLiteral("Connect 03012345 from *")));
+    w.settle();
+    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL HANGUP"));
+    EXPECT_EQ(w.label("lblStatus"), QStringLiteral("Ringing (outgoing)"));
+    w.snapshot(QStringLiteral("state-6"));
+    w.line->farEndAnswers();
+    w.settle();
+    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL(off) HANGUP"));
+    w.snapshot(QStringLiteral("state-16"));
+    w.button("HANGUP")->trigger();
+    w.settle();
+    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL HANGUP(off)"));
+}
+
+TEST(MainWindow, TypedTextSurvivesTheEndOfACall) {
+    Window w;
+    w.ring("891234567", "5551", true);
+    w.line->farEndHangsUp();
+    w.settle();
+    w.txtNumber()->clear();
+    QTest::keyClicks(w.txtNumber(), QStringLiteral("0301"));
+    w.call().Eurit_ShowCallState(MaskAll);
+    EXPECT_EQ(w.txtNumber()->text(), QStringLiteral("0301"));
+}
+
+} // namespace

@@ -1,0 +1,45 @@
+#include "tests/support/TestProgram.h"
+
+#include <QFile>
+#include <QTextStream>
+
+#include <gtest/gtest.h>
+
+TestProgram::TestProgram(bool startLine) {
+    auto standIn = std::make_unique<StandInLine>();
+    line = standIn.get();
+    program = std::make_unique<Program>(clock, std::move(standIn), dir.path());
+    if (startLine) {
+        EXPECT_TRUE(program->startLine()) << program->fatalMessage().toStdString();
+    }
+}
+
+TestProgram::~TestProgram() { program.reset(); }
+
+void TestProgram::settle() {
+    for (int round = 0; round < 100; ++round) {
+        line->waitIdle();
+        if (program->cti.pendingEvents() == 0)
+            return;
+        while (program->cti.pendingEvents() > 0)
+            program->eventTick();
+    }
+    ADD_FAILURE() << "the line does not come to rest";
+}
+
+int32_t TestProgram::ring(const QByteArray& calling, const QByteArray& called, bool national) {
+    const int32_t handle = line->offerCall(calling, called, national);
+    settle();
+    return handle;
+}
+
+QStringList TestProgram::logLines(const QString& fileName) const {
+    QFile file(dir.filePath(fileName));
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return {};
+    QStringList lines;
+    QTextStream in(&file);
+    while (!in.atEnd())
+        lines << in.readLine();
+    return lines;
+}
