@@ -6,6 +6,7 @@
 #include "tests/support/TestProgram.h"
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
@@ -36,6 +37,7 @@ struct Window : TestProgram {
     void snapshot(const QString& name) const {
         const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
         if (!dir.isEmpty()) {
+            QCoreApplication::processEvents(); // let the tool bar lay out its buttons anew
             QDir().mkpath(dir);
             main->grab().save(QDir(dir).filePath(name + QStringLiteral(".png")));
         }
