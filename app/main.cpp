@@ -1,9 +1,9 @@
 // Morva: a desktop telephony companion for ISDN.
 
+#include "shell/ui/Main.h"
 #include "platform/Clock.h"
 #include "platform/TerminationSignals.h"
 #include "shell/Program.h"
-#include "shell/ui/Main.h"
 #include "tools/standinline/StandInLine.h"
 #include "tools/standinline/StandInLineWindow.h"
 
@@ -27,14 +27,15 @@ int main(int argc, char* argv[]) {
     parser.setApplicationDescription(QStringLiteral("Morva, the ISDN telephony companion."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption dataDirOption(QStringLiteral("data-dir"),
-                                           QStringLiteral("Start in DIR, the folder of the data files; created "
-                                                          "if missing. Default: the current folder."),
-                                           QStringLiteral("DIR"));
+    const QCommandLineOption dataDirOption(
+        QStringLiteral("data-dir"),
+        QStringLiteral("Start in DIR, the folder of the data files; created "
+                       "if missing. Default: the current folder."),
+        QStringLiteral("DIR"));
     const QCommandLineOption lineOption(QStringLiteral("line"),
-                                       QStringLiteral("The ISDN line: 'standin' (a simulated line with a "
-                                                      "window to ring Morva from)."),
-                                       QStringLiteral("KIND"), QStringLiteral("standin"));
+                                        QStringLiteral("The ISDN line: 'standin' (a simulated line with a "
+                                                       "window to ring Morva from)."),
+                                        QStringLiteral("KIND"), QStringLiteral("standin"));
     parser.addOption(dataDirOption);
     parser.addOption(lineOption);
     parser.process(app);
@@ -47,7 +48,8 @@ int main(int argc, char* argv[]) {
         }
     }
     if (parser.value(lineOption) != QLatin1String("standin")) {
-        std::fprintf(stderr, "morva: unknown line '%s'; known: standin\n", qPrintable(parser.value(lineOption)));
+        std::fprintf(stderr, "morva: unknown line '%s'; known: standin\n",
+                     qPrintable(parser.value(lineOption)));
         return 2;
     }
 
@@ -59,7 +61,8 @@ int main(int argc, char* argv[]) {
     if (!window.Form_Load()) {
         const QString why = program.fatalMessage();
         std::fprintf(stderr, "morva: the ISDN line could not start: %s\n", qPrintable(why));
-        QMessageBox::critical(nullptr, QStringLiteral("Morva"), QStringLiteral("The ISDN line could not start.\n\n") + why);
+        QMessageBox::critical(nullptr, QStringLiteral("Morva"),
+                              QStringLiteral("The ISDN line could not start.\n\n") + why);
         return 1;
     }
     window.show();

@@ -20,7 +20,8 @@ int ActionTrigger(int16_t callState) {
     }
 }
 
-ActionRules::ActionRules(const Settings& settings, CallLogStore& callLog) : m_settings(settings), m_callLog(callLog) {}
+ActionRules::ActionRules(const Settings& settings, CallLogStore& callLog)
+    : m_settings(settings), m_callLog(callLog) {}
 
 QString ActionRules::ActionRun(int16_t state, int /*testIndex*/, const QString& /*testNumber*/,
                                const QString& callNumber) {

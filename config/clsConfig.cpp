@@ -3,7 +3,9 @@
 #include "numbers/Num_module.h"
 #include "shell/Language.h"
 
-clsConfig::clsConfig() { SetDefaultCAPI(); }
+clsConfig::clsConfig() {
+    SetDefaultCAPI();
+}
 
 QString clsConfig::strMSN(int index) const {
     std::lock_guard lock(m_msnMutex);

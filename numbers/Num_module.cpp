@@ -52,8 +52,12 @@ QString FormatCanonic(const Settings& /*settings*/, const QString& number, const
     return number;
 }
 
-QString StripCarrierPrefix(const QString& number) { return number; }
-QString ApplyCarrier(const QString& number) { return number; }
+QString StripCarrierPrefix(const QString& number) {
+    return number;
+}
+QString ApplyCarrier(const QString& number) {
+    return number;
+}
 
 bool LastNumbers::RememberNumber(const QString& number) {
     if (!IsNumericNumber(number))

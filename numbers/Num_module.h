@@ -24,8 +24,8 @@ QString IncomingPrefix(const Settings& settings, const QString& number, int mode
 // Fills `pattern` ("<COUNTRY>", "<AREA>", "<NUMBER>") from the parts of the number and names the
 // place of its area code. Until the number library exists the parts are not known, so the result is
 // the number itself and both places are empty.
-QString FormatCanonic(const Settings& settings, const QString& number, const QString& pattern, QString& place1,
-                      QString& place2);
+QString FormatCanonic(const Settings& settings, const QString& number, const QString& pattern,
+                      QString& place1, QString& place2);
 
 // Carrier codes in front of a number. Until carriers exist, no number carries one: both leave the
 // number as it is.

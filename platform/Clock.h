@@ -19,7 +19,9 @@ public:
 class SystemClock final : public Clock {
 public:
     QDateTime now() const override { return QDateTime::currentDateTime(); }
-    std::chrono::steady_clock::time_point monotonic() const override { return std::chrono::steady_clock::now(); }
+    std::chrono::steady_clock::time_point monotonic() const override {
+        return std::chrono::steady_clock::now();
+    }
 };
 
 // A clock that moves only when told to. Safe to read from several threads.

@@ -17,6 +17,9 @@ configure() { # dir, extra cmake arguments...
     cmake -S "$root" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug "$@" >/dev/null
 }
 
+echo "== Formatting"
+git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
+
 echo "== Build and test"
 configure build/debug
 cmake --build build/debug -j "$jobs"

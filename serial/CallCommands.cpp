@@ -6,9 +6,10 @@
 #include "shell/Eurit30.h"
 #include "shell/Settings.h"
 
-CallCommands::CallCommands(const Settings& settings, Eurit30& call, CtiBinding& line, const colConfig& configs,
-                           std::function<void(const QString&)> showMessage)
-    : m_settings(settings), m_call(call), m_line(line), m_configs(configs), m_showMessage(std::move(showMessage)) {}
+CallCommands::CallCommands(const Settings& settings, Eurit30& call, CtiBinding& line,
+                           const colConfig& configs, std::function<void(const QString&)> showMessage)
+    : m_settings(settings), m_call(call), m_line(line), m_configs(configs),
+      m_showMessage(std::move(showMessage)) {}
 
 void CallCommands::report(const QString& what, int32_t result) {
     if (result < 0 && m_showMessage)

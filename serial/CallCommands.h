@@ -24,7 +24,9 @@ public:
     void Eurit_Hangup();
     void Eurit_TakeOver();
 
-    void setShowMessage(std::function<void(const QString&)> showMessage) { m_showMessage = std::move(showMessage); }
+    void setShowMessage(std::function<void(const QString&)> showMessage) {
+        m_showMessage = std::move(showMessage);
+    }
 
 private:
     void report(const QString& what, int32_t result);

@@ -36,11 +36,11 @@ QString FormatLongTime(qint64 seconds) {
     return QTime(0, 0).addSecs(int(seconds % 86400)).toString(QStringLiteral("hh:mm:ss"));
 }
 
-Eurit30::Eurit30(const Clock& clock, const Settings& settings, const Language& language, const colConfig& configs,
-                 const colPhonebook& phonebooks, CallLogStore& callLog, ActionRules& actions,
-                 LastNumbers& lastNumbers)
-    : m_clock(clock), m_settings(settings), m_language(language), m_configs(configs), m_phonebooks(phonebooks),
-      m_callLog(callLog), m_actions(actions), m_lastNumbers(lastNumbers) {
+Eurit30::Eurit30(const Clock& clock, const Settings& settings, const Language& language,
+                 const colConfig& configs, const colPhonebook& phonebooks, CallLogStore& callLog,
+                 ActionRules& actions, LastNumbers& lastNumbers)
+    : m_clock(clock), m_settings(settings), m_language(language), m_configs(configs),
+      m_phonebooks(phonebooks), m_callLog(callLog), m_actions(actions), m_lastNumbers(lastNumbers) {
     CallStart = m_clock.now();
 }
 
@@ -155,14 +155,18 @@ void Eurit30::Eurit_CallFinished() {
         Me_AnruflisteAktualisieren();
 }
 
-void Eurit30::Me_AnruflisteAktualisieren() { Q_EMIT callsListRefreshRequested(); }
+void Eurit30::Me_AnruflisteAktualisieren() {
+    Q_EMIT callsListRefreshRequested();
+}
 
 void Eurit30::Me_SetStatusNummer() {
     m_panel.lblName = m_phonebooks.NumberToNameAddNew(ShownNumber, m_panel.lblNameToolTip);
     Q_EMIT panelChanged();
 }
 
-void Eurit30::Me_Set_Status() { Q_EMIT statusBarChanged(); }
+void Eurit30::Me_Set_Status() {
+    Q_EMIT statusBarChanged();
+}
 
 void Eurit30::Init() {
     m_panel.lblName.clear();

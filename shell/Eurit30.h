@@ -73,7 +73,8 @@ class Eurit30 : public QObject {
     Q_OBJECT
 public:
     Eurit30(const Clock& clock, const Settings& settings, const Language& language, const colConfig& configs,
-            const colPhonebook& phonebooks, CallLogStore& callLog, ActionRules& actions, LastNumbers& lastNumbers);
+            const colPhonebook& phonebooks, CallLogStore& callLog, ActionRules& actions,
+            LastNumbers& lastNumbers);
 
     // The shared call record. CallState is also read by the line library's thread (the alert decision),
     // so it is atomic; everything else belongs to the main thread.

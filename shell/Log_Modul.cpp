@@ -5,12 +5,18 @@
 #include <QDir>
 #include <QFile>
 
-QString GeneralDate(const QDateTime& when) { return when.toString(QStringLiteral("dd.MM.yyyy hh:mm:ss")); }
+QString GeneralDate(const QDateTime& when) {
+    return when.toString(QStringLiteral("dd.MM.yyyy hh:mm:ss"));
+}
 
 Logs::Logs(const Clock& clock, const QString& workDir) : m_clock(clock), m_workDir(workDir) {}
 
-QString Logs::debugPath() const { return QDir(m_workDir).filePath(QStringLiteral("debug.txt")); }
-QString Logs::errorPath() const { return QDir(m_workDir).filePath(QStringLiteral("error.log")); }
+QString Logs::debugPath() const {
+    return QDir(m_workDir).filePath(QStringLiteral("debug.txt"));
+}
+QString Logs::errorPath() const {
+    return QDir(m_workDir).filePath(QStringLiteral("error.log"));
+}
 
 void Logs::Log_Write(const QString& text) {
     if (!m_errorLogOn)

@@ -12,9 +12,13 @@ Program::Program(const Clock& clock_, std::unique_ptr<CtiLibrary> line_, const Q
     logs.setErrorLogOn(settings.ErrorLogOn != 0);
 }
 
-Program::~Program() { stopLine(); }
+Program::~Program() {
+    stopLine();
+}
 
-bool Program::startLine() { return cti.CtiInit() && cti.CtiRegisterChannel(); }
+bool Program::startLine() {
+    return cti.CtiInit() && cti.CtiRegisterChannel();
+}
 
 void Program::stopLine() {
     if (cti.channel())
@@ -26,4 +30,6 @@ void Program::eventTick() {
     machine.ABTick();
 }
 
-void Program::clockTick() { call.Eurit_UpdateCallClock(); }
+void Program::clockTick() {
+    call.Eurit_UpdateCallClock();
+}

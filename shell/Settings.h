@@ -8,9 +8,9 @@
 // defaults; loading them from Morva.ini and the registry file fills them (Eurit_Cfg_load).
 struct Settings {
     // Section Setup.
-    int16_t ErrorLogOn = 0;  // "ErrorLog": switches debug.txt and log.txt, and the line library's debug flag
-    int16_t LogEnable = 1;   // "Log enable": 0 writes no call log entries
-    int16_t UseTapi = 0;     // the start sets it to 0 whatever the file says
+    int16_t ErrorLogOn = 0; // "ErrorLog": switches debug.txt and log.txt, and the line library's debug flag
+    int16_t LogEnable = 1;  // "Log enable": 0 writes no call log entries
+    int16_t UseTapi = 0;    // the start sets it to 0 whatever the file says
     QString NBSTAKZ = QStringLiteral("0");   // "Prefix": outside-line prefix
     QString NBSTAKZIN = QStringLiteral("0"); // "PrefixIncoming": prefix the exchange puts on incoming numbers
     QString LandesCode = QStringLiteral("49");

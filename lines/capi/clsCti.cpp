@@ -12,8 +12,8 @@
 
 clsCti::clsCti(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs, Eurit30& call,
                const colConfig& configs, SoundEngine& sound, AnsweringMachine& machine)
-    : m_library(library), m_clock(clock), m_settings(settings), m_logs(logs), m_call(call), m_configs(configs),
-      m_sound(sound), m_machine(machine) {}
+    : m_library(library), m_clock(clock), m_settings(settings), m_logs(logs), m_call(call),
+      m_configs(configs), m_sound(sound), m_machine(machine) {}
 
 void clsCti::setABMithören(bool on) {
     m_intABMithören = on;
@@ -28,7 +28,9 @@ void clsCti::setABMithören(bool on) {
     }
 }
 
-void clsCti::Set_m_eifc_Config() { m_eifc_Config.encode(eifc); }
+void clsCti::Set_m_eifc_Config() {
+    m_eifc_Config.encode(eifc);
+}
 
 void clsCti::Set_m_FdWave_Config() {
     for (int i = 0; i < int(fdWave.size()); ++i)
@@ -52,13 +54,15 @@ QString clsCti::remoteNumber() const {
                         : OutsideLinePrefix(m_settings, event.calledNumber, 0);
 }
 
-QString clsCti::ownNumber() const { return isIncoming() ? event.calledNumber : event.callingNumber; }
+QString clsCti::ownNumber() const {
+    return isIncoming() ? event.calledNumber : event.callingNumber;
+}
 
 void clsCti::fktCallback() {
     // The record follows one call. While it does, the events of another call (one that was offered
     // during the call and ignored) must not touch it: its end would otherwise end the call in progress.
-    const bool otherCall = m_call.CallState != StateIdle && m_followedHandle != 0 &&
-                           event.callHandle != m_followedHandle;
+    const bool otherCall =
+        m_call.CallState != StateIdle && m_followedHandle != 0 && event.callHandle != m_followedHandle;
     if (event.stateName == QLatin1String(StateConnectPending)) {
         onConnectPending();
     } else if (otherCall) {
@@ -130,8 +134,9 @@ void clsCti::stopLineSound() {
 void clsCti::finishCallPart() {
     if (m_call.CallStart.isValid())
         m_call.CallDuration = FormatLongTime(m_call.CallStart.secsTo(m_clock.now()));
-    m_call.CallSoundFile =
-        (!strRecordFile.isEmpty() && intRecording != 0) ? m_sound.SoundRelativePath(strRecordFile) : QString();
+    m_call.CallSoundFile = (!strRecordFile.isEmpty() && intRecording != 0)
+                               ? m_sound.SoundRelativePath(strRecordFile)
+                               : QString();
     m_call.Eurit_CallFinished();
 }
 
@@ -192,7 +197,8 @@ void clsCti::FileOutCallback() {
 
 void clsCti::fktErrCallback() {
     // The library's own errors are rare and otherwise invisible: keep them for diagnosis.
-    m_logs.ErrorLog(QStringLiteral("Line library error %1: %2").arg(errorNumber).arg(QString::fromLocal8Bit(errorText)));
+    m_logs.ErrorLog(
+        QStringLiteral("Line library error %1: %2").arg(errorNumber).arg(QString::fromLocal8Bit(errorText)));
 }
 
 int32_t clsCti::CtiRegister(CtiEventCallback callback) {
@@ -216,7 +222,9 @@ int32_t clsCti::CtiIcaSetAlert(int32_t alert) {
     return registered() ? m_library.cti_IcaSetAlert(lngCtiId, alert) : -1;
 }
 
-int32_t clsCti::CtiIcaGetConfig() { return registered() ? m_library.cti_IcaGetConfig(lngCtiId, m_eifc_Config) : -3; }
+int32_t clsCti::CtiIcaGetConfig() {
+    return registered() ? m_library.cti_IcaGetConfig(lngCtiId, m_eifc_Config) : -3;
+}
 
 int32_t clsCti::CtiRelease() {
     const int32_t result = m_library.cti_Release(lngCtiId);
@@ -224,20 +232,29 @@ int32_t clsCti::CtiRelease() {
     return result;
 }
 
-int32_t clsCti::CtiSetDebugFlag(int32_t flag) { return m_library.cti_SetDebugFlag(flag); }
+int32_t clsCti::CtiSetDebugFlag(int32_t flag) {
+    return m_library.cti_SetDebugFlag(flag);
+}
 
 int32_t clsCti::CtiAnswerCall(int32_t callHandle) {
     return registered() ? m_library.cti_AnswerCall(lngCtiId, callHandle) : -1;
 }
 
-int32_t clsCti::CtiConnect() { return registered() ? m_library.cti_Connect(lngCtiId) : -1; }
-int32_t clsCti::CtiDisconnect() { return registered() ? m_library.cti_Disconnect(lngCtiId) : -1; }
-
-int32_t clsCti::CtiSndOutFileStart(const QString& file) {
-    return registered() ? m_library.cti_SndOutFileStart(lngCtiId, m_sound.SoundFullPath(file).toLocal8Bit()) : -1;
+int32_t clsCti::CtiConnect() {
+    return registered() ? m_library.cti_Connect(lngCtiId) : -1;
+}
+int32_t clsCti::CtiDisconnect() {
+    return registered() ? m_library.cti_Disconnect(lngCtiId) : -1;
 }
 
-int32_t clsCti::CtiSndOutFileStop() { return registered() ? m_library.cti_SndOutFileStop(lngCtiId) : -1; }
+int32_t clsCti::CtiSndOutFileStart(const QString& file) {
+    return registered() ? m_library.cti_SndOutFileStart(lngCtiId, m_sound.SoundFullPath(file).toLocal8Bit())
+                        : -1;
+}
+
+int32_t clsCti::CtiSndOutFileStop() {
+    return registered() ? m_library.cti_SndOutFileStop(lngCtiId) : -1;
+}
 
 int32_t clsCti::CtiSndInFileStart(const QString& file) {
     return registered() ? m_library.cti_SndInFileStart(lngCtiId, m_sound.SoundFullPath(file).toLocal8Bit(),
@@ -245,8 +262,18 @@ int32_t clsCti::CtiSndInFileStart(const QString& file) {
                         : -1;
 }
 
-int32_t clsCti::CtiSndInFileStop() { return registered() ? m_library.cti_SndInFileStop(lngCtiId) : -1; }
-int32_t clsCti::CtiSndOutStart() { return registered() ? m_library.cti_SndOutStart(lngCtiId) : -1; }
-int32_t clsCti::CtiSndOutStop() { return registered() ? m_library.cti_SndOutStop(lngCtiId) : -1; }
-int32_t clsCti::CtiSndInStart() { return registered() ? m_library.cti_SndInStart(lngCtiId) : -1; }
-int32_t clsCti::CtiSndInStop() { return registered() ? m_library.cti_SndInStop(lngCtiId) : -1; }
+int32_t clsCti::CtiSndInFileStop() {
+    return registered() ? m_library.cti_SndInFileStop(lngCtiId) : -1;
+}
+int32_t clsCti::CtiSndOutStart() {
+    return registered() ? m_library.cti_SndOutStart(lngCtiId) : -1;
+}
+int32_t clsCti::CtiSndOutStop() {
+    return registered() ? m_library.cti_SndOutStop(lngCtiId) : -1;
+}
+int32_t clsCti::CtiSndInStart() {
+    return registered() ? m_library.cti_SndInStart(lngCtiId) : -1;
+}
+int32_t clsCti::CtiSndInStop() {
+    return registered() ? m_library.cti_SndInStop(lngCtiId) : -1;
+}

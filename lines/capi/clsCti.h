@@ -35,7 +35,8 @@ public:
     // Fields read and written by the program. Those marked atomic are also touched on the line
     // library's thread (the alert decision, the file-end report, the channel lookup).
     QDateTime dateRingStart;
-    std::atomic<int32_t> lngABState = 0; // 0 not the machine's; 1 the machine will answer; 2 playing/recording
+    std::atomic<int32_t> lngABState =
+        0; // 0 not the machine's; 1 the machine will answer; 2 playing/recording
     std::atomic<int16_t> intPlaying = 0; // a file is played into the line for the machine
     int16_t intRecording = 0;
     QDateTime dateRecordStart;

@@ -16,8 +16,8 @@
 CtiBinding::CtiBinding(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs,
                        Eurit30& call, const colConfig& configs, SoundEngine& sound, AnsweringMachine& machine,
                        const QString& programDir)
-    : m_library(library), m_clock(clock), m_settings(settings), m_logs(logs), m_call(call), m_configs(configs),
-      m_sound(sound), m_machine(machine), m_programDir(programDir) {}
+    : m_library(library), m_clock(clock), m_settings(settings), m_logs(logs), m_call(call),
+      m_configs(configs), m_sound(sound), m_machine(machine), m_programDir(programDir) {}
 
 CtiBinding::~CtiBinding() {
     if (!m_channels.empty())
@@ -40,8 +40,8 @@ bool CtiBinding::CtiInit() {
     f.MaxBDataLen = m_settings.BlockSize;
     f.LogFile = QDir(m_programDir).filePath(QStringLiteral("Ctilog.txt")).toLocal8Bit();
     f.DebugEnable = m_settings.ErrorLogOn;
-    cti.fdWave = {100, 2 * m_settings.BlockSize, 10, 2 * m_settings.BlockSize, m_sound.OutDevice,
-                  m_sound.InDevice};
+    cti.fdWave = {
+        100, 2 * m_settings.BlockSize, 10, 2 * m_settings.BlockSize, m_sound.OutDevice, m_sound.InDevice};
     cti.Set_m_eifc_Config();
     cti.Set_m_FdWave_Config();
 
@@ -107,10 +107,11 @@ bool CtiBinding::enqueue(const CtiEvent& event, bool callEnd, uint8_t alert) {
     const int16_t needed = callEnd ? 1 : SlotsKeptForCallEnds + 1;
     if (m_queue.freeSlots() >= needed && m_queue.push(event, alert))
         return true;
-    m_logs.ErrorLog(QStringLiteral("CtiEventQueue full: event of type %1 (%2) dropped")
-                        .arg(event.type())
-                        .arg(QString::fromLatin1(event.type() == CtiEvent::Dtmf ? QByteArray(1, event.dtmfDigit())
-                                                                                : event.stateName())));
+    m_logs.ErrorLog(
+        QStringLiteral("CtiEventQueue full: event of type %1 (%2) dropped")
+            .arg(event.type())
+            .arg(QString::fromLatin1(event.type() == CtiEvent::Dtmf ? QByteArray(1, event.dtmfDigit())
+                                                                    : event.stateName())));
     return false;
 }
 
@@ -129,8 +130,8 @@ void CtiBinding::callStateEntry(clsCti& cti, const CtiEvent& event) {
     // A call that comes while another call is up, that matches no own number, or that the ring has no
     // room for (the program would never see it) is not offered to the user.
     const bool callInProgress = m_call.CallState != StateIdle || m_lineCall != 0;
-    const bool wanted = !callInProgress &&
-                        m_configs.Item(1).GetMatchMSNNummer(QString::fromLatin1(event.calledNumber()), true) != 0;
+    const bool wanted = !callInProgress && m_configs.Item(1).GetMatchMSNNummer(
+                                               QString::fromLatin1(event.calledNumber()), true) != 0;
     const uint8_t alert = enqueue(event, false, wanted) && wanted;
     if (alert)
         m_lineCall = event.callHandle();

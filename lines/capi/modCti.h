@@ -18,7 +18,8 @@ public:
     static constexpr int16_t SlotsKeptForCallEnds = 8;
 
     CtiBinding(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs, Eurit30& call,
-               const colConfig& configs, SoundEngine& sound, AnsweringMachine& machine, const QString& programDir);
+               const colConfig& configs, SoundEngine& sound, AnsweringMachine& machine,
+               const QString& programDir);
     ~CtiBinding();
 
     // Creates the channel, fills its blocks and starts the library. False when the library cannot

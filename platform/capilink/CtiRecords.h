@@ -132,9 +132,13 @@ struct CtiEvent {
     int32_t callHandle() const { return cti::readLe32(bytes.data(), CallHandle); }
     void setCallHandle(int32_t h) { cti::writeLe32(bytes.data(), CallHandle, h); }
     QByteArray calledNumber() const { return cti::readString(bytes.data(), CalledNumber, 20); }
-    void setCalledNumber(const QByteArray& n) { cti::writeString(bytes.data(), CalledNumber, n, NumberLimit); }
+    void setCalledNumber(const QByteArray& n) {
+        cti::writeString(bytes.data(), CalledNumber, n, NumberLimit);
+    }
     QByteArray callingNumberRaw() const { return cti::readString(bytes.data(), CallingNumber, 20); }
-    void setCallingNumber(const QByteArray& n) { cti::writeString(bytes.data(), CallingNumber, n, NumberLimit); }
+    void setCallingNumber(const QByteArray& n) {
+        cti::writeString(bytes.data(), CallingNumber, n, NumberLimit);
+    }
     uint8_t callingFlags() const { return bytes[CallingFlags]; }
     void setCallingFlags(uint8_t f) { bytes[CallingFlags] = f; }
     int32_t direction() const { return cti::readLe32(bytes.data(), Direction); }
@@ -145,9 +149,15 @@ struct CtiEvent {
     void setReason(int32_t r) { cti::writeLe32(bytes.data(), Reason, r); }
     char dtmfDigit() const { return char(bytes[DtmfDigit]); }
     void setDtmfDigit(char c) { cti::writeLe32(bytes.data(), DtmfDigit, uint8_t(c)); }
-    int32_t fileInValue(int i) const { return cti::readLe32(bytes.data(), FileInReport + std::size_t(i) * 4); }
-    int32_t fileOutValue(int i) const { return cti::readLe32(bytes.data(), FileOutReport + std::size_t(i) * 4); }
-    void setFileOutValue(int i, int32_t v) { cti::writeLe32(bytes.data(), FileOutReport + std::size_t(i) * 4, v); }
+    int32_t fileInValue(int i) const {
+        return cti::readLe32(bytes.data(), FileInReport + std::size_t(i) * 4);
+    }
+    int32_t fileOutValue(int i) const {
+        return cti::readLe32(bytes.data(), FileOutReport + std::size_t(i) * 4);
+    }
+    void setFileOutValue(int i, int32_t v) {
+        cti::writeLe32(bytes.data(), FileOutReport + std::size_t(i) * 4, v);
+    }
     int32_t errorNumber() const { return cti::readLe32(bytes.data(), ErrorNumber); }
     void setErrorNumber(int32_t n) { cti::writeLe32(bytes.data(), ErrorNumber, n); }
     QByteArray errorText() const { return cti::readString(bytes.data(), ErrorText, 255); }

@@ -29,18 +29,23 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     m_tbrBigButtons->setIconSize(QSize(32, 32));
     m_tbrBigButtons->setMovable(false);
     QStyle* st = style();
-    addButton("PHONEBOOK", tr("Phonebook"), QIcon::fromTheme(QStringLiteral("x-office-address-book"),
-                                                             st->standardIcon(QStyle::SP_FileDialogContentsView)))
+    addButton("PHONEBOOK", tr("Phonebook"),
+              QIcon::fromTheme(QStringLiteral("x-office-address-book"),
+                               st->standardIcon(QStyle::SP_FileDialogContentsView)))
         ->setEnabled(false);
     addButton("PROTOKOLL", tr("Call log"),
-              QIcon::fromTheme(QStringLiteral("document-open-recent"), st->standardIcon(QStyle::SP_FileDialogDetailedView)))
+              QIcon::fromTheme(QStringLiteral("document-open-recent"),
+                               st->standardIcon(QStyle::SP_FileDialogDetailedView)))
         ->setEnabled(false);
     m_tbrBigButtons->addSeparator();
-    addButton("DIAL", tr("Dial"), QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_ArrowRight)));
-    addButton("ANSWER", tr("Answer"), QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_DialogYesButton)));
+    addButton("DIAL", tr("Dial"),
+              QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_ArrowRight)));
+    addButton("ANSWER", tr("Answer"),
+              QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_DialogYesButton)));
     addButton("ANSWERAB", tr("Take over"),
               QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_MediaVolume)));
-    addButton("HANGUP", tr("Hang up"), QIcon::fromTheme(QStringLiteral("call-stop"), st->standardIcon(QStyle::SP_DialogCancelButton)));
+    addButton("HANGUP", tr("Hang up"),
+              QIcon::fromTheme(QStringLiteral("call-stop"), st->standardIcon(QStyle::SP_DialogCancelButton)));
     connect(m_tbrBigButtons, &QToolBar::actionTriggered, this, &Main::tbrBigButtons_ButtonClick);
 
     auto* central = new QWidget(this);
@@ -60,7 +65,8 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     Label1->setBuddy(m_txtNumber);
     grid->addWidget(Label1, 0, 0);
     grid->addWidget(m_txtNumber, 0, 1);
-    connect(m_txtNumber, &QLineEdit::textEdited, this, [this](const QString& text) { m_program.call.setTxtNumber(text); });
+    connect(m_txtNumber, &QLineEdit::textEdited, this,
+            [this](const QString& text) { m_program.call.setTxtNumber(text); });
 
     m_lblName = new QLabel(m_Frame1);
     m_lblName->setObjectName(QStringLiteral("lblName"));
@@ -114,7 +120,8 @@ Main::~Main() {
     m_program.commands.setShowMessage(nullptr);
 }
 
-QLabel* Main::addField(QGridLayout* grid, int row, const char* captionName, int captionText, const char* fieldName) {
+QLabel* Main::addField(QGridLayout* grid, int row, const char* captionName, int captionText,
+                       const char* fieldName) {
     auto* caption = new QLabel(m_program.language.LanguageString(captionText), m_Frame1);
     caption->setObjectName(QString::fromUtf8(captionName));
     auto* field = new QLabel(m_Frame1);
@@ -159,7 +166,9 @@ void Main::Me_ShowPanel() {
     if (m_txtNumber->text() != p.txtNumber)
         m_txtNumber->setText(p.txtNumber);
     m_DDENummer->setText(p.DDENummer);
-    auto button = [this](const char* key) { return m_tbrBigButtons->findChild<QAction*>(QString::fromLatin1(key)); };
+    auto button = [this](const char* key) {
+        return m_tbrBigButtons->findChild<QAction*>(QString::fromLatin1(key));
+    };
     button("ANSWER")->setVisible(p.buttons.answerVisible);
     button("ANSWERAB")->setVisible(p.buttons.answerABVisible);
     button("DIAL")->setVisible(p.buttons.dialVisible);
@@ -199,8 +208,12 @@ bool Main::eventFilter(QObject* watched, QEvent* event) {
     return QMainWindow::eventFilter(watched, event);
 }
 
-void Main::timerEifcCallback_Timer() { m_program.eventTick(); }
-void Main::timerZeitsteuerung_Timer() { m_program.clockTick(); }
+void Main::timerEifcCallback_Timer() {
+    m_program.eventTick();
+}
+void Main::timerZeitsteuerung_Timer() {
+    m_program.clockTick();
+}
 
 void Main::showNormalAndFocus() {
     setWindowState((windowState() & ~(Qt::WindowMinimized | Qt::WindowMaximized)) | Qt::WindowActive);
@@ -209,7 +222,9 @@ void Main::showNormalAndFocus() {
     activateWindow();
 }
 
-void Main::minimize() { setWindowState(windowState() | Qt::WindowMinimized); }
+void Main::minimize() {
+    setWindowState(windowState() | Qt::WindowMinimized);
+}
 
 void Main::reloadCallsList() {
     // The calls list arrives with the main window's lists; nothing shows the log yet.

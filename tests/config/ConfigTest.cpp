@@ -5,11 +5,13 @@
 
 TEST(GetMatchMSNNummer, ExactFirstThenWildcards) {
     clsConfig set;
-    EXPECT_EQ(set.GetMatchMSNNummer(QStringLiteral("5551"), true), 1) << "a fresh set's '*' matches everything";
+    EXPECT_EQ(set.GetMatchMSNNummer(QStringLiteral("5551"), true), 1)
+        << "a fresh set's '*' matches everything";
     EXPECT_EQ(set.GetMatchMSNNummer(QStringLiteral("5551"), false), 0);
     set.setStrMSN(1, QStringLiteral("555*"));
     set.setStrMSN(2, QStringLiteral("5559"));
-    EXPECT_EQ(set.GetMatchMSNNummer(QStringLiteral("5559"), true), 2) << "an exact match wins over a wildcard";
+    EXPECT_EQ(set.GetMatchMSNNummer(QStringLiteral("5559"), true), 2)
+        << "an exact match wins over a wildcard";
     EXPECT_EQ(set.GetMatchMSNNummer(QStringLiteral("5553"), true), 1);
     EXPECT_EQ(set.GetMatchMSNNummer(QStringLiteral("6663"), true), 0);
     EXPECT_EQ(set.trlMSNNummerToName(QStringLiteral("6663"), true), QStringLiteral("6663"));

@@ -6,7 +6,9 @@
 
 namespace {
 
-int32_t le32(const uint8_t* block, std::size_t offset) { return cti::readLe32(block, offset); }
+int32_t le32(const uint8_t* block, std::size_t offset) {
+    return cti::readLe32(block, offset);
+}
 
 TEST(EifcConfigBlock, FieldsStandAtTheirOffsetsLittleEndian) {
     EifcFields f;

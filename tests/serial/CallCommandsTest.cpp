@@ -82,8 +82,10 @@ TEST(CallCommands, WithoutARegisteredChannelTheMessagesReadMinusOne) {
     t.program->commands.Eurit_Answer();
     t.program->commands.Eurit_Hangup();
     t.program->commands.Eurit_TakeOver();
-    EXPECT_EQ(messages, (QStringList{QStringLiteral("Err: CtiConnect -1"), QStringLiteral("Err: CtiAnswerCall -1"),
-                                     QStringLiteral("Err: CtiDisconnect -1"), QStringLiteral("Err: CtiAnswerCallAB -1")}));
+    EXPECT_EQ(
+        messages,
+        (QStringList{QStringLiteral("Err: CtiConnect -1"), QStringLiteral("Err: CtiAnswerCall -1"),
+                     QStringLiteral("Err: CtiDisconnect -1"), QStringLiteral("Err: CtiAnswerCallAB -1")}));
     EXPECT_EQ(t.call().CallNumber, QStringLiteral("0891234"));
     EXPECT_EQ(t.call().CallState, StateIdle);
 }

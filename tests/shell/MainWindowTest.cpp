@@ -56,9 +56,9 @@ struct Window : TestProgram {
 
 TEST(MainWindow, ControlsCarryTheirNames) {
     Window w;
-    for (const char* name : {"Label1", "Frame1", "lblName", "lblOrt", "lblMSN", "lblStatus", "lblDauer", "lblGebühren",
-                             "txtNumber", "DDENummer", "tbrBigButtons", "Laststate_label", "Last_Gebühren_label",
-                             "Last_dauer_label", "lblMSNLabel", "lblOrtLabel"})
+    for (const char* name : {"Label1", "Frame1", "lblName", "lblOrt", "lblMSN", "lblStatus", "lblDauer",
+                             "lblGebühren", "txtNumber", "DDENummer", "tbrBigButtons", "Laststate_label",
+                             "Last_Gebühren_label", "Last_dauer_label", "lblMSNLabel", "lblOrtLabel"})
         EXPECT_NE(w.main->findChild<QWidget*>(QString::fromUtf8(name)), nullptr) << name;
     for (const char* key : {"PHONEBOOK", "PROTOKOLL", "DIAL", "ANSWER", "ANSWERAB", "HANGUP"})
         EXPECT_NE(w.button(key), nullptr) << key;

@@ -14,7 +14,9 @@ TestProgram::TestProgram(bool startLine) {
     }
 }
 
-TestProgram::~TestProgram() { program.reset(); }
+TestProgram::~TestProgram() {
+    program.reset();
+}
 
 void TestProgram::settle() {
     for (int round = 0; round < 100; ++round) {

@@ -11,7 +11,9 @@
 #include <ostream>
 
 // Test failures show Qt strings as text.
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
+inline void PrintTo(const QString& text, std::ostream* os) {
+    *os << '"' << text.toStdString() << '"';
+}
 
 // A fresh program on a stand-in line, with a manual clock and its own data folder.
 struct TestProgram {
@@ -21,7 +23,8 @@ struct TestProgram {
     // Lets the line deliver everything it has raised, then takes it all off the queue, tick by tick.
     void settle();
     // An incoming call from `calling` to `called`, rung and shown; returns its handle.
-    int32_t ring(const QByteArray& calling = "891234567", const QByteArray& called = "5551", bool national = true);
+    int32_t ring(const QByteArray& calling = "891234567", const QByteArray& called = "5551",
+                 bool national = true);
     // The lines of a log file in the data folder; empty when it does not exist.
     QStringList logLines(const QString& fileName) const;
 

@@ -2,7 +2,9 @@
 
 StandInLine::StandInLine() = default;
 
-StandInLine::~StandInLine() { cti_Exit(); }
+StandInLine::~StandInLine() {
+    cti_Exit();
+}
 
 void StandInLine::record(const QString& request) {
     // Called with m_mutex held.
@@ -206,7 +208,9 @@ int32_t StandInLine::cti_Disconnect(int32_t id) {
 }
 
 namespace {
-QString pathText(const QByteArray& path) { return QString::fromLocal8Bit(path); }
+QString pathText(const QByteArray& path) {
+    return QString::fromLocal8Bit(path);
+}
 } // namespace
 
 int32_t StandInLine::cti_SndOutFileStart(int32_t id, const QByteArray& path) {
@@ -340,7 +344,9 @@ void StandInLine::raise(CtiEvent event) {
     });
 }
 
-int32_t StandInLine::newestCallLocked() const { return m_calls.empty() ? 0 : m_calls.rbegin()->first; }
+int32_t StandInLine::newestCallLocked() const {
+    return m_calls.empty() ? 0 : m_calls.rbegin()->first;
+}
 
 int32_t StandInLine::currentCall() const {
     std::lock_guard lock(m_mutex);
@@ -371,12 +377,14 @@ QString StandInLine::describe() const {
     QStringList parts;
     for (const auto& [handle, call] : m_calls) {
         static const char* const phases[] = {"offered", "ringing", "ignored", "dialling", "connected"};
-        const QString who = call.incoming ? QStringLiteral("from %1 to %2").arg(
-                                                QString::fromLatin1(call.calling.isEmpty() ? "(suppressed)"
-                                                                                           : call.calling),
-                                                QString::fromLatin1(call.called))
-                                          : QStringLiteral("to %1").arg(QString::fromLatin1(call.called));
-        parts << QStringLiteral("Call %1 %2: %3").arg(handle).arg(who, QLatin1String(phases[int(call.phase)]));
+        const QString who =
+            call.incoming
+                ? QStringLiteral("from %1 to %2")
+                      .arg(QString::fromLatin1(call.calling.isEmpty() ? "(suppressed)" : call.calling),
+                           QString::fromLatin1(call.called))
+                : QStringLiteral("to %1").arg(QString::fromLatin1(call.called));
+        parts
+            << QStringLiteral("Call %1 %2: %3").arg(handle).arg(who, QLatin1String(phases[int(call.phase)]));
     }
     return parts.join(QLatin1Char('\n'));
 }

@@ -11,7 +11,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-StandInLineWindow::StandInLineWindow(StandInLine& line, QWidget* parent) : QWidget(parent, Qt::Window), m_line(line) {
+StandInLineWindow::StandInLineWindow(StandInLine& line, QWidget* parent)
+    : QWidget(parent, Qt::Window), m_line(line) {
     setObjectName(QStringLiteral("StandInLineWindow"));
     setWindowTitle(tr("Morva stand-in line"));
     auto* layout = new QVBoxLayout(this);
@@ -69,4 +70,6 @@ StandInLineWindow::StandInLineWindow(StandInLine& line, QWidget* parent) : QWidg
     refresh();
 }
 
-void StandInLineWindow::refresh() { m_state->setText(m_line.describe()); }
+void StandInLineWindow::refresh() {
+    m_state->setText(m_line.describe());
+}

@@ -185,7 +185,8 @@ TEST(AnsweringMachine, ItsCallIsState135AndATakeOverWritesTwoLogEntries) {
     t.cti().CtiAnswerCall(t.cti().event.callHandle);
     t.settle();
     EXPECT_EQ(t.call().CallState, StateIncomingMachine);
-    EXPECT_FALSE(t.line->requests().contains(QStringLiteral("SndInStart"))) << "no voice path to the sound card";
+    EXPECT_FALSE(t.line->requests().contains(QStringLiteral("SndInStart")))
+        << "no voice path to the sound card";
     EXPECT_FALSE(t.call().panel().buttons.answerVisible);
     EXPECT_TRUE(t.call().panel().buttons.answerABVisible);
 

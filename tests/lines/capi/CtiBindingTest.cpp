@@ -204,7 +204,8 @@ TEST(CtiEventEntry, AFullRingDropsNewEventsLogsThemAndKeepsRoomForTheCallsEnd) {
     t.line->waitIdle();
     const int16_t kept = CtiEventQueue::Slots - CtiBinding::SlotsKeptForCallEnds;
     EXPECT_EQ(t.program->cti.pendingEvents(), kept);
-    EXPECT_EQ(t.logLines(QStringLiteral("error.log")).filter(QStringLiteral("CtiEventQueue full")).size(), 60 - kept);
+    EXPECT_EQ(t.logLines(QStringLiteral("error.log")).filter(QStringLiteral("CtiEventQueue full")).size(),
+              60 - kept);
 
     t.line->clearRequests();
     t.line->offerCall("892222222", "5551", true);

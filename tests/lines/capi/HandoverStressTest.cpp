@@ -77,7 +77,8 @@ TEST(Handover, AnOverrunDropsNewEventsButNeverCorruptsOrReordersOld) {
     }
     library.join();
     EXPECT_EQ(outOfOrder, 0);
-    const int dropped = int(t.logLines(QStringLiteral("error.log")).filter(QStringLiteral("CtiEventQueue full")).size());
+    const int dropped =
+        int(t.logLines(QStringLiteral("error.log")).filter(QStringLiteral("CtiEventQueue full")).size());
     EXPECT_EQ(taken + dropped, Events);
 }
 
