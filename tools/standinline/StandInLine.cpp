@@ -214,36 +214,39 @@ QString pathText(const QByteArray& path) {
 } // namespace
 
 int32_t StandInLine::cti_SndOutFileStart(int32_t id, const QByteArray& path) {
-    std::lock_guard lock(m_mutex);
-    if (!registeredLocked(id))
-        return -0x1101;
-    record(QStringLiteral("SndOutFileStart ") + pathText(path));
-    return 0;
+    return simpleRequest(id, QStringLiteral("SndOutFileStart ") + pathText(path));
 }
 
 int32_t StandInLine::cti_SndInFileStart(int32_t id, const QByteArray& path, int16_t waveFormat) {
+    return simpleRequest(id, QStringLiteral("SndInFileStart %1 %2").arg(pathText(path)).arg(waveFormat));
+}
+
+int32_t StandInLine::simpleRequest(int32_t id, const QString& request) {
     std::lock_guard lock(m_mutex);
     if (!registeredLocked(id))
         return -0x1101;
-    record(QStringLiteral("SndInFileStart %1 %2").arg(pathText(path)).arg(waveFormat));
+    record(request);
     return 0;
 }
 
-#define STANDIN_SIMPLE_REQUEST(name, text)                                                                   \
-    int32_t StandInLine::name(int32_t id) {                                                                  \
-        std::lock_guard lock(m_mutex);                                                                       \
-        if (!registeredLocked(id))                                                                           \
-            return -0x1101;                                                                                  \
-        record(QStringLiteral(text));                                                                        \
-        return 0;                                                                                            \
-    }
-STANDIN_SIMPLE_REQUEST(cti_SndOutFileStop, "SndOutFileStop")
-STANDIN_SIMPLE_REQUEST(cti_SndInFileStop, "SndInFileStop")
-STANDIN_SIMPLE_REQUEST(cti_SndOutStart, "SndOutStart")
-STANDIN_SIMPLE_REQUEST(cti_SndOutStop, "SndOutStop")
-STANDIN_SIMPLE_REQUEST(cti_SndInStart, "SndInStart")
-STANDIN_SIMPLE_REQUEST(cti_SndInStop, "SndInStop")
-#undef STANDIN_SIMPLE_REQUEST
+int32_t StandInLine::cti_SndOutFileStop(int32_t id) {
+    return simpleRequest(id, QStringLiteral("SndOutFileStop"));
+}
+int32_t StandInLine::cti_SndInFileStop(int32_t id) {
+    return simpleRequest(id, QStringLiteral("SndInFileStop"));
+}
+int32_t StandInLine::cti_SndOutStart(int32_t id) {
+    return simpleRequest(id, QStringLiteral("SndOutStart"));
+}
+int32_t StandInLine::cti_SndOutStop(int32_t id) {
+    return simpleRequest(id, QStringLiteral("SndOutStop"));
+}
+int32_t StandInLine::cti_SndInStart(int32_t id) {
+    return simpleRequest(id, QStringLiteral("SndInStart"));
+}
+int32_t StandInLine::cti_SndInStop(int32_t id) {
+    return simpleRequest(id, QStringLiteral("SndInStop"));
+}
 
 int32_t StandInLine::cti_GetCapiProfile(int32_t id, int32_t& value1, int32_t& value2) {
     std::lock_guard lock(m_mutex);

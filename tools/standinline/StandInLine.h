@@ -90,6 +90,8 @@ private:
     // Builds and delivers an event of a call on the line's thread.
     void deliver(const Call& call, const char* state, int32_t reason = 0);
     void record(const QString& request);
+    // A request that only needs the channel: recorded, 0 when registered.
+    int32_t simpleRequest(int32_t id, const QString& request);
     int32_t newestCallLocked() const;
     bool registeredLocked(int32_t id) const { return m_channelId != 0 && id == m_channelId; }
 

@@ -213,14 +213,6 @@ TEST(AnsweringMachine, ItsCallIsState135AndATakeOverWritesTwoLogEntries) {
     EXPECT_TRUE(t.program->callLog.entries()[1].SoundFile.isEmpty());
 }
 
-TEST(Digits, ReachTheMachineOnlyWhileItHasTheCall) {
-    TestProgram t;
-    t.line->sendDtmf('7');
-    t.settle();
-    EXPECT_EQ(t.cti().event.dtmfDigit, '7');
-    EXPECT_EQ(t.call().CallState, StateIdle);
-}
-
 TEST(ListeningIn, SwitchesTheLineToTheSoundCardOnlyWhileTheMachineHasTheCall) {
     TestProgram t;
     t.line->clearRequests();

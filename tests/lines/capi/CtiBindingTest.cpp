@@ -219,18 +219,6 @@ TEST(CtiEventEntry, AFullRingDropsNewEventsLogsThemAndKeepsRoomForTheCallsEnd) {
     EXPECT_EQ(t.program->callLog.entries().size(), 1u);
 }
 
-TEST(CtiEventQueue, TheRingHolds51AndRefusesThe52nd) {
-    TestProgram t;
-    CtiEventQueue& q = t.program->cti.queue();
-    std::lock_guard lock(q.mutex);
-    CtiEvent e;
-    for (int i = 0; i < 51; ++i)
-        ASSERT_TRUE(q.push(e));
-    EXPECT_FALSE(q.push(e));
-    EXPECT_EQ(q.count(), 51);
-    q.clear();
-}
-
 TEST(CtiExit, TakesWhatIsLeftSoTheLastCallIsStillLogged) {
     TestProgram t;
     t.ring();
