@@ -1,6 +1,7 @@
 #include "shell/Log_Modul.h"
 
 #include "platform/Clock.h"
+#include "shell/Settings.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,7 +10,8 @@ QString GeneralDate(const QDateTime& when) {
     return when.toString(QStringLiteral("dd.MM.yyyy hh:mm:ss"));
 }
 
-Logs::Logs(const Clock& clock, const QString& workDir) : m_clock(clock), m_workDir(workDir) {}
+Logs::Logs(const Clock& clock, const Settings& settings, const QString& workDir)
+    : m_clock(clock), m_settings(settings), m_workDir(workDir) {}
 
 QString Logs::debugPath() const {
     return QDir(m_workDir).filePath(QStringLiteral("debug.txt"));
@@ -19,7 +21,7 @@ QString Logs::errorPath() const {
 }
 
 void Logs::Log_Write(const QString& text) {
-    if (!m_errorLogOn)
+    if (m_settings.ErrorLogOn == 0)
         return;
     append(debugPath(), GeneralDate(m_clock.now()) + QLatin1Char('\t') + text);
 }

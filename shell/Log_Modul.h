@@ -3,10 +3,10 @@
 #include <QDateTime>
 #include <QString>
 
-#include <atomic>
 #include <mutex>
 
 class Clock;
+struct Settings;
 
 // "General Date": how every log line of the program stamps its date and time.
 QString GeneralDate(const QDateTime& when);
@@ -16,12 +16,11 @@ QString GeneralDate(const QDateTime& when);
 // written from any thread.
 class Logs {
 public:
-    Logs(const Clock& clock, const QString& workDir);
-
-    void setErrorLogOn(bool on) { m_errorLogOn = on; }
-    bool errorLogOn() const { return m_errorLogOn; }
+    // "ErrorLog" of the settings switches debug.txt.
+    Logs(const Clock& clock, const Settings& settings, const QString& workDir);
 
     // "debug.txt" in the working folder: date and time, a tab, the text. Only while "ErrorLog" is on.
+    // Written from the main thread only.
     void Log_Write(const QString& text);
     // "error.log" in the working folder: date and time, a blank, the text. Always written.
     void ErrorLog(const QString& text);
@@ -33,7 +32,7 @@ private:
     void append(const QString& path, const QString& line);
 
     const Clock& m_clock;
+    const Settings& m_settings;
     QString m_workDir;
-    std::atomic<bool> m_errorLogOn = false;
     std::mutex m_mutex;
 };

@@ -3,14 +3,12 @@
 #include "platform/capilink/CtiLibrary.h"
 
 Program::Program(const Clock& clock_, std::unique_ptr<CtiLibrary> line_, const QString& dataDir_)
-    : clock(clock_), dataDir(dataDir_), logs(clock_, dataDir_), Konfigurationen(language),
+    : clock(clock_), dataDir(dataDir_), logs(clock_, settings, dataDir_), Konfigurationen(language),
       actions(settings, callLog), sound(dataDir_),
       call(clock_, settings, language, Konfigurationen, Phonebooks, callLog, actions, lastNumbers),
       line(std::move(line_)),
       cti(*line, clock_, settings, logs, call, Konfigurationen, sound, machine, dataDir_),
-      commands(settings, call, cti, Konfigurationen, nullptr) {
-    logs.setErrorLogOn(settings.ErrorLogOn != 0);
-}
+      commands(settings, call, cti, Konfigurationen, nullptr) {}
 
 Program::~Program() {
     stopLine();

@@ -106,8 +106,6 @@ public:
 
     // Takes an event's fields into `event` (the pump does this before the callbacks).
     void takeEvent(const CtiEvent& record);
-    // The call handle of the call that the record follows; 0 when none.
-    int32_t followedCallHandle() const { return m_followedHandle; }
 
 private:
     bool registered() const { return lngCtiId != -1; }

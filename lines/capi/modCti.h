@@ -39,7 +39,6 @@ public:
     int GetCtiIdbyXcId(int32_t xcId) const;
     // Channel 0, or null before CtiInit and after CtiExit.
     clsCti* channel() { return m_channels.empty() ? nullptr : m_channels.front().get(); }
-    int32_t ctiInitResult() const { return m_initResult; }
     QString fatalMessage() const { return m_fatalMessage; }
     CtiEventQueue& queue() { return m_queue; }
     // Events in the queue, read under its lock.

@@ -24,7 +24,6 @@ void SoundEngine::SoundPlayStop() {
 }
 
 void SoundEngine::SoundRecordStop() {
-    m_recording = false;
     if (observer)
         observer(QStringLiteral("record stop"), QString());
 }

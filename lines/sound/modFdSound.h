@@ -33,7 +33,6 @@ public:
     // What plays now: the full path and the loop count; empty when nothing plays.
     QString playingFile() const { return m_playingFile; }
     int playingLoops() const { return m_playingLoops; }
-    bool recording() const { return m_recording; }
 
     // Called after each operation with its name ("play", "stop", "record stop") and file.
     std::function<void(const QString& operation, const QString& file)> observer;
@@ -41,5 +40,4 @@ public:
 private:
     QString m_playingFile;
     int m_playingLoops = 0;
-    bool m_recording = false;
 };

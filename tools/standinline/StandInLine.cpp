@@ -75,14 +75,19 @@ void StandInLine::waitIdle() {
     m_idle.wait(lock, [this] { return !m_running || (m_tasks.empty() && m_busy == 0); });
 }
 
-void StandInLine::deliver(const Call& call, const char* state, int32_t reason) {
-    CtiEvent event;
+void StandInLine::deliverRaw(CtiEvent event) {
     CtiEventCallback callback;
     {
         std::lock_guard lock(m_mutex);
         event.setXcId(m_channelId);
         callback = m_callback;
     }
+    if (callback)
+        callback(event);
+}
+
+void StandInLine::deliver(const Call& call, const char* state, int32_t reason) {
+    CtiEvent event;
     event.setType(CtiEvent::CallState);
     event.setCallHandle(call.handle);
     event.setCalledNumber(call.called);
@@ -91,8 +96,7 @@ void StandInLine::deliver(const Call& call, const char* state, int32_t reason) {
     event.setDirection(call.incoming ? 1 : 2);
     event.setStateName(state);
     event.setReason(reason);
-    if (callback)
-        callback(event);
+    deliverRaw(event);
 }
 
 int32_t StandInLine::cti_Register(const EifcConfigBlock& config, const FdWaveConfigBlock&,
@@ -110,7 +114,7 @@ int32_t StandInLine::cti_Register(const EifcConfigBlock& config, const FdWaveCon
 int32_t StandInLine::cti_Release(int32_t id) {
     std::lock_guard lock(m_mutex);
     if (!registeredLocked(id))
-        return -0x1101;
+        return IllegalApplication;
     m_channelId = 0;
     m_callback = nullptr;
     record(QStringLiteral("Release"));
@@ -120,7 +124,7 @@ int32_t StandInLine::cti_Release(int32_t id) {
 int32_t StandInLine::cti_IcaSetConfig(int32_t id, const EifcConfigBlock& config) {
     std::lock_guard lock(m_mutex);
     if (!registeredLocked(id))
-        return -0x1101;
+        return IllegalApplication;
     m_config = config;
     record(QStringLiteral("IcaSetConfig"));
     return 0;
@@ -129,7 +133,7 @@ int32_t StandInLine::cti_IcaSetConfig(int32_t id, const EifcConfigBlock& config)
 int32_t StandInLine::cti_IcaGetConfig(int32_t id, EifcConfigBlock& config) {
     std::lock_guard lock(m_mutex);
     if (!registeredLocked(id))
-        return -0x1101;
+        return IllegalApplication;
     config = m_config;
     return 0;
 }
@@ -137,7 +141,7 @@ int32_t StandInLine::cti_IcaGetConfig(int32_t id, EifcConfigBlock& config) {
 int32_t StandInLine::cti_IcaSetAlert(int32_t id, int32_t alert) {
     std::lock_guard lock(m_mutex);
     if (!registeredLocked(id))
-        return -0x1101;
+        return IllegalApplication;
     record(QStringLiteral("IcaSetAlert %1").arg(alert));
     // The answer belongs to the newest offered call.
     for (auto it = m_calls.rbegin(); it != m_calls.rend(); ++it) {
@@ -154,7 +158,7 @@ int32_t StandInLine::cti_AnswerCall(int32_t id, int32_t callHandle) {
     {
         std::lock_guard lock(m_mutex);
         if (!registeredLocked(id))
-            return -0x1101;
+            return IllegalApplication;
         record(QStringLiteral("AnswerCall %1").arg(callHandle));
         auto it = m_calls.find(callHandle);
         if (it == m_calls.end() || !it->second.incoming || it->second.phase != Phase::Alerting)
@@ -171,7 +175,7 @@ int32_t StandInLine::cti_Connect(int32_t id) {
     {
         std::lock_guard lock(m_mutex);
         if (!registeredLocked(id))
-            return -0x1101;
+            return IllegalApplication;
         const EifcFields fields = m_config.decode();
         record(QStringLiteral("Connect %1 from %2")
                    .arg(QString::fromLatin1(fields.CalledNumber), QString::fromLatin1(fields.CallingNumber)));
@@ -194,7 +198,7 @@ int32_t StandInLine::cti_Disconnect(int32_t id) {
     {
         std::lock_guard lock(m_mutex);
         if (!registeredLocked(id))
-            return -0x1101;
+            return IllegalApplication;
         record(QStringLiteral("Disconnect"));
         auto active = std::find_if(m_calls.rbegin(), m_calls.rend(),
                                    [](const auto& entry) { return entry.second.phase != Phase::Ignored; });
@@ -224,7 +228,7 @@ int32_t StandInLine::cti_SndInFileStart(int32_t id, const QByteArray& path, int1
 int32_t StandInLine::simpleRequest(int32_t id, const QString& request) {
     std::lock_guard lock(m_mutex);
     if (!registeredLocked(id))
-        return -0x1101;
+        return IllegalApplication;
     record(request);
     return 0;
 }
@@ -251,7 +255,7 @@ int32_t StandInLine::cti_SndInStop(int32_t id) {
 int32_t StandInLine::cti_GetCapiProfile(int32_t id, int32_t& value1, int32_t& value2) {
     std::lock_guard lock(m_mutex);
     if (!registeredLocked(id))
-        return -0x1101;
+        return IllegalApplication;
     value1 = 1; // one controller
     value2 = 2; // two B channels
     return 0;
@@ -320,40 +324,22 @@ void StandInLine::farEndHangsUp(int32_t reason, int32_t handle) {
 void StandInLine::sendDtmf(char digit) {
     post([this, digit] {
         CtiEvent event;
-        CtiEventCallback callback;
-        {
-            std::lock_guard lock(m_mutex);
-            event.setXcId(m_channelId);
-            event.setCallHandle(newestCallLocked());
-            callback = m_callback;
-        }
         event.setType(CtiEvent::Dtmf);
         event.setDtmfDigit(digit);
-        if (callback)
-            callback(event);
+        {
+            std::lock_guard lock(m_mutex);
+            event.setCallHandle(newestCallLocked());
+        }
+        deliverRaw(event);
     });
 }
 
 void StandInLine::raise(CtiEvent event) {
-    post([this, event]() mutable {
-        CtiEventCallback callback;
-        {
-            std::lock_guard lock(m_mutex);
-            event.setXcId(m_channelId);
-            callback = m_callback;
-        }
-        if (callback)
-            callback(event);
-    });
+    post([this, event] { deliverRaw(event); });
 }
 
 int32_t StandInLine::newestCallLocked() const {
     return m_calls.empty() ? 0 : m_calls.rbegin()->first;
-}
-
-int32_t StandInLine::currentCall() const {
-    std::lock_guard lock(m_mutex);
-    return newestCallLocked();
 }
 
 QStringList StandInLine::requests() const {

@@ -21,6 +21,8 @@ class StandInLine final : public CtiLibrary {
 public:
     // CAPI's "message not supported in current state", as a failure result.
     static constexpr int32_t WrongState = -0x2001;
+    // CAPI's "illegal application number": the channel is not registered.
+    static constexpr int32_t IllegalApplication = -0x1101;
     static constexpr int32_t ReasonNormalClearing = 0x3490;
     static constexpr int32_t ReasonUserBusy = 0x3491;
 
@@ -72,8 +74,6 @@ public:
     EifcFields config() const;
     // A line for people: the line's calls and their phases.
     QString describe() const;
-    // The handle of the newest call that has not ended; 0 if none.
-    int32_t currentCall() const;
 
 private:
     enum class Phase { Offered, Alerting, Ignored, Dialling, Connected };
@@ -87,7 +87,9 @@ private:
 
     void post(std::function<void()> task);
     void run();
-    // Builds and delivers an event of a call on the line's thread.
+    // Hands an event to the program on the line's thread, with the channel's id filled in.
+    void deliverRaw(CtiEvent event);
+    // Builds and delivers a call-state event of a call.
     void deliver(const Call& call, const char* state, int32_t reason = 0);
     void record(const QString& request);
     // A request that only needs the channel: recorded, 0 when registered.

@@ -45,7 +45,7 @@ struct MockedProgram {
         auto mock = std::make_unique<::testing::NiceMock<MockCtiLibrary>>();
         line = mock.get();
         program = std::make_unique<Program>(clock, std::move(mock), dir.path());
-        program->logs.setErrorLogOn(true);
+        program->settings.ErrorLogOn = 1;
     }
     QString debugText() const {
         QFile f(dir.filePath(QStringLiteral("debug.txt")));
