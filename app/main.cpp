@@ -3,7 +3,10 @@
 #include "shell/ui/Main.h"
 #include "platform/Clock.h"
 #include "platform/TerminationSignals.h"
+#include "platform/capilink/CapiLink.h"
+#include "shell/IsdnSection.h"
 #include "shell/Program.h"
+#include "shell/Settings.h"
 #include "tools/standinline/StandInLine.h"
 #include "tools/standinline/StandInLineWindow.h"
 
@@ -32,12 +35,19 @@ int main(int argc, char* argv[]) {
         QStringLiteral("Start in DIR, the folder of the data files; created "
                        "if missing. Default: the current folder."),
         QStringLiteral("DIR"));
-    const QCommandLineOption lineOption(QStringLiteral("line"),
-                                        QStringLiteral("The ISDN line: 'standin' (a simulated line with a "
-                                                       "window to ring Morva from)."),
-                                        QStringLiteral("KIND"), QStringLiteral("standin"));
+    const QCommandLineOption lineOption(
+        QStringLiteral("line"),
+        QStringLiteral("The ISDN line: 'capi' (CAPI 2.0 through libcapi20, the default) or 'standin' (a "
+                       "simulated line with a window to ring Morva from)."),
+        QStringLiteral("KIND"), QStringLiteral("capi"));
+    const QCommandLineOption capiOption(
+        QStringLiteral("capi"),
+        QStringLiteral("The CAPI server for this start, instead of section [ISDN] of Morva.ini: "
+                       "DRIVER[:HOST[:PORT]], e.g. fritzbox:192.168.178.1:5031."),
+        QStringLiteral("SERVER"));
     parser.addOption(dataDirOption);
     parser.addOption(lineOption);
+    parser.addOption(capiOption);
     parser.process(app);
 
     if (parser.isSet(dataDirOption)) {
@@ -47,19 +57,57 @@ int main(int argc, char* argv[]) {
             return 2;
         }
     }
-    if (parser.value(lineOption) != QLatin1String("standin")) {
-        std::fprintf(stderr, "morva: unknown line '%s'; known: standin\n",
-                     qPrintable(parser.value(lineOption)));
+    const QString lineKind = parser.value(lineOption);
+    if (lineKind != QLatin1String("capi") && lineKind != QLatin1String("standin")) {
+        std::fprintf(stderr, "morva: unknown line '%s'; known: capi, standin\n", qPrintable(lineKind));
         return 2;
     }
 
+    const QString dataDir = QDir::currentPath();
+    std::unique_ptr<CtiLibrary> line;
+    StandInLine* standIn = nullptr;
+    if (lineKind == QLatin1String("standin")) {
+        auto standInLine = std::make_unique<StandInLine>();
+        standIn = standInLine.get();
+        line = std::move(standInLine);
+    } else {
+        Settings isdn;
+        LoadIsdnSection(isdn, Program::IniPath(dataDir));
+        CapiServer server{isdn.CapiDriver.toLatin1(), isdn.CapiHost.toLatin1(), isdn.CapiPort};
+        if (parser.isSet(capiOption)) {
+            const QStringList parts = parser.value(capiOption).split(QLatin1Char(':'));
+            bool portOk = parts.size() < 3;
+            server = {parts.value(0).toLatin1(), parts.value(1).toLatin1(),
+                      parts.size() >= 3 ? parts[2].toInt(&portOk) : 0};
+            if (parts.size() > 3 || server.driver.isEmpty() || !portOk || server.port < 0 ||
+                server.port > 65535) {
+                std::fprintf(stderr, "morva: --capi wants DRIVER[:HOST[:PORT]], not '%s'\n",
+                             qPrintable(parser.value(capiOption)));
+                return 2;
+            }
+        }
+        // The sound card joins the line once the sound engine has one; until then the voice path is silent.
+        line = std::make_unique<CapiLink>(server, nullptr);
+    }
+
     SystemClock clock;
-    auto line = std::make_unique<StandInLine>();
-    StandInLine& standIn = *line;
-    Program program(clock, std::move(line), QDir::currentPath());
+    Program program(clock, std::move(line), dataDir);
     Main window(program);
     if (!window.Form_Load()) {
-        const QString why = program.fatalMessage();
+        QString why = program.fatalMessage();
+        const QString detail = program.line->lastError();
+        if (!detail.isEmpty())
+            why += QStringLiteral("\n") + detail;
+        if (lineKind == QLatin1String("capi"))
+            why +=
+                QStringLiteral(
+                    "\n\nMorva reaches ISDN through CAPI 2.0. Choose the CAPI server in section [ISDN] of "
+                    "%1:\n  Driver=fritzbox, Host=<router>, Port=5031 for a router's CAPI-over-TCP "
+                    "service;\n  Driver=rcapi, Host, Port for a remote CAPI server;\n  Driver=standard for "
+                    "a CAPI controller in this machine;\n  no Driver: libcapi20's own ~/.capi20rc or "
+                    "/etc/capi20.conf.\nFor one start: --capi DRIVER:HOST:PORT. To try Morva without "
+                    "ISDN: --line standin.")
+                    .arg(QDir::toNativeSeparators(Program::IniPath(dataDir)));
         std::fprintf(stderr, "morva: the ISDN line could not start: %s\n", qPrintable(why));
         QMessageBox::critical(nullptr, QStringLiteral("Morva"),
                               QStringLiteral("The ISDN line could not start.\n\n") + why);
@@ -67,10 +115,13 @@ int main(int argc, char* argv[]) {
     }
     window.show();
 
-    StandInLineWindow standInWindow(standIn);
-    standInWindow.setAttribute(Qt::WA_QuitOnClose, false); // closing Morva's window ends the program
-    standInWindow.move(window.frameGeometry().topRight() + QPoint(16, 0));
-    standInWindow.show();
+    std::unique_ptr<StandInLineWindow> standInWindow;
+    if (standIn) {
+        standInWindow = std::make_unique<StandInLineWindow>(*standIn);
+        standInWindow->setAttribute(Qt::WA_QuitOnClose, false); // closing Morva's window ends the program
+        standInWindow->move(window.frameGeometry().topRight() + QPoint(16, 0));
+        standInWindow->show();
+    }
 
     TerminationSignals signals_;
     QObject::connect(&signals_, &TerminationSignals::terminationRequested, &window, &QWidget::close);

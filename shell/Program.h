@@ -37,6 +37,8 @@ public:
     // Stops the line: what is left in the event queue is taken, then the library ends.
     void stopLine();
     QString fatalMessage() const { return cti.fatalMessage(); }
+    // The program's settings file in a data folder.
+    static QString IniPath(const QString& dataDir);
 
     // One tick of the 100 ms event timer: one line event, then the answering machine's tick.
     void eventTick();

@@ -29,4 +29,9 @@ struct Settings {
 
     // Section ISDN.
     int32_t BlockSize = 256; // B-channel block length of the line library
+    // The CAPI server: "Driver" (libcapi20's module: "fritzbox", "rcapi" or "standard"; empty leaves the
+    // choice to libcapi20's own configuration), "Host" and "Port".
+    QString CapiDriver;
+    QString CapiHost;
+    int32_t CapiPort = 0;
 };

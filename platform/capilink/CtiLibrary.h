@@ -11,6 +11,7 @@
 #include "platform/capilink/CtiRecords.h"
 
 #include <QByteArray>
+#include <QString>
 
 #include <cstdint>
 #include <functional>
@@ -47,4 +48,8 @@ public:
     virtual int32_t cti_SndInStop(int32_t id) = 0;
     virtual int32_t cti_GetCapiProfile(int32_t id, int32_t& value1, int32_t& value2) = 0;
     virtual int32_t cti_SetDebugFlag(int32_t flag) = 0;
+
+    // Why the last failing cti_Init or cti_Register failed, in words for the user: what was tried and
+    // what to change. Empty when there is nothing to say.
+    virtual QString lastError() const { return {}; }
 };

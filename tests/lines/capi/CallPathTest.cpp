@@ -54,7 +54,7 @@ TEST(IncomingCall, RingsIsAnsweredTalksAndEnds) {
     EXPECT_EQ(entry.Direction, 1);
     EXPECT_EQ(entry.Duration, QStringLiteral("00:01:15"));
     EXPECT_EQ(entry.MSN, QStringLiteral("5551"));
-    EXPECT_EQ(call.IdleStatusText, QStringLiteral("CAPI reason 0x3490"));
+    EXPECT_EQ(call.IdleStatusText, QStringLiteral("Normal call clearing"));
     EXPECT_EQ(call.panel().lblStatus, call.IdleStatusText);
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("SndOutStop")));
 }

@@ -1,0 +1,131 @@
+// The whole program on the real line: what a user sees of calls on the simulated exchange.
+
+#include "tests/platform/capilink/CapiLineSupport.h"
+#include "tests/support/TestProgram.h"
+
+#include "shell/Eurit30.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+
+namespace {
+
+bool exchangeState(const CapiExchange& x, int call, ExchangeCall::State state) {
+    const auto c = x.call(call);
+    return c && c->state == state;
+}
+
+QString fileText(const QString& path) {
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    return QString::fromUtf8(file.readAll());
+}
+
+} // namespace
+
+TEST(CapiProgramIncoming, RingsIsAnsweredAndEndedByTheFarEndWithItsReason) {
+    CapiProgram t;
+    const int call = t.exchange->offerCall("891234567", "5551");
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
+    EXPECT_EQ(t.call().CallNumber, QStringLiteral("0891234567"));
+    EXPECT_EQ(t.call().CallMSN, QStringLiteral("5551"));
+
+    t.program->commands.Eurit_Answer();
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingConnected; }));
+    EXPECT_TRUE(t.exchange->waitFor(
+        [call](const CapiExchange& x) { return exchangeState(x, call, ExchangeCall::Active); }, 3000));
+
+    t.exchange->hangUp(call, 0x3490);
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
+    EXPECT_EQ(t.call().IdleStatusText, QStringLiteral("Normal call clearing"));
+    ASSERT_EQ(t.program->callLog.entries().size(), 1u);
+    EXPECT_EQ(t.program->callLog.entries()[0].Number, QStringLiteral("0891234567"));
+    EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
+}
+
+TEST(CapiProgramIncoming, AnAnsweredCallIsEndedByTheProgram) {
+    CapiProgram t;
+    const int call = t.exchange->offerCall("891234567", "5551");
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
+    t.program->commands.Eurit_Answer();
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingConnected; }));
+    t.program->commands.Eurit_Hangup();
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
+    EXPECT_TRUE(t.exchange->waitFor(
+        [call](const CapiExchange& x) { return exchangeState(x, call, ExchangeCall::Ended); }, 3000));
+    EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+    EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
+}
+
+TEST(CapiProgramIgnored, ACallToNoOwnNumberAndASecondCallAreLeftAlone) {
+    CapiProgram t;
+    const int stranger = t.exchange->offerCall("891234567", "7777");
+    ASSERT_TRUE(t.exchange->waitFor(
+        [&](const CapiExchange& x) { return exchangeState(x, stranger, ExchangeCall::Ignored); }, 3000));
+    t.pumpUntil([] { return false; }, 200);
+    EXPECT_EQ(t.call().CallState, StateIdle);
+
+    const int first = t.exchange->offerCall("891234567", "5551");
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
+    const int second = t.exchange->offerCall("30123456", "5551");
+    ASSERT_TRUE(t.exchange->waitFor(
+        [&](const CapiExchange& x) { return exchangeState(x, second, ExchangeCall::Ignored); }, 3000));
+    t.pumpUntil([] { return false; }, 200);
+    EXPECT_EQ(t.call().CallState, StateIncomingRinging);
+    EXPECT_EQ(t.call().CallNumber, QStringLiteral("0891234567"));
+    EXPECT_TRUE(exchangeState(*t.exchange, first, ExchangeCall::Alerting));
+
+    t.exchange->hangUp(stranger, 0x3490);
+    t.exchange->hangUp(second, 0x3490);
+    t.exchange->hangUp(first, 0x3490);
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
+    EXPECT_EQ(t.program->callLog.entries().size(), 1u) << "only the call that rang is logged";
+}
+
+TEST(CapiProgramOutgoing, AnsweredBusyAndUnallocatedCalls) {
+    CapiProgram t;
+    t.exchange->setOutgoing(CapiExchange::Outgoing::Answer);
+    t.program->commands.Eurit_Dial(QStringLiteral("0891234"));
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateOutgoingConnected; }));
+    const auto placed = t.exchange->call(t.exchange->lastCallId());
+    ASSERT_TRUE(placed);
+    EXPECT_FALSE(placed->incoming);
+    EXPECT_EQ(placed->called, "0891234");
+    EXPECT_EQ(placed->calling, "5551");
+    t.program->commands.Eurit_Hangup();
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
+
+    t.exchange->setOutgoing(CapiExchange::Outgoing::Busy);
+    t.program->commands.Eurit_Dial(QStringLiteral("0891234"));
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().IdleStatusText == QStringLiteral("User busy"); }));
+    EXPECT_EQ(t.call().CallState, StateIdle);
+    EXPECT_EQ(t.program->sound.playingFile(), t.program->sound.SoundFullPath(t.program->sound.BesetztPath))
+        << "the busy tone sounds";
+    EXPECT_EQ(t.program->sound.playingLoops(), 1);
+
+    t.exchange->setOutgoing(CapiExchange::Outgoing::Unallocated);
+    t.program->commands.Eurit_Dial(QStringLiteral("0899999"));
+    ASSERT_TRUE(t.pumpUntil(
+        [&] { return t.call().IdleStatusText == QStringLiteral("Unallocated (unassigned) number"); }));
+    EXPECT_EQ(t.program->callLog.entries().size(), 3u);
+    EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
+}
+
+TEST(CapiProgramServer, ALostServerEndsTheCallInTheLogAndRingingWorksAgain) {
+    CapiProgram t;
+    t.exchange->offerCall("891234567", "5551");
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
+    t.program->commands.Eurit_Answer();
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingConnected; }));
+
+    t.exchange->dropLink();
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
+    EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+    EXPECT_TRUE(fileText(t.dir.filePath(QStringLiteral("error.log"))).contains(QStringLiteral("lost")));
+
+    ASSERT_TRUE(t.exchange->waitFor(
+        [](const CapiExchange& x) { return x.registeredApplications() == 1 && ListeningAgain(x); }, 8000));
+    t.exchange->offerCall("30123456", "5551");
+    EXPECT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
+}
