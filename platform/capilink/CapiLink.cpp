@@ -73,8 +73,7 @@ QString hex(uint32_t v) {
 }
 
 // libcapi20 loads its server module once, process-wide, at the first capi20_isinstalled; the choice
-// is handed over here before that, once: a program has one CAPI server. The strings stay alive for the
-// process because the library may keep the pointers.
+// is handed over here before that, once: a program has one CAPI server. libcapi20 copies the strings.
 void chooseServer(const CapiServer& server) {
     static std::once_flag once;
     std::call_once(once, [&server] {
@@ -83,9 +82,11 @@ void chooseServer(const CapiServer& server) {
         capi20ext_set_tracelevel(0);
         if (server.driver.isEmpty())
             return;
-        capi20ext_set_driver(strdup(server.driver.constData()));
-        if (!server.host.isEmpty())
-            capi20ext_set_host(strdup(server.host.constData()));
+        QByteArray driver = server.driver;
+        QByteArray host = server.host;
+        capi20ext_set_driver(driver.data());
+        if (!host.isEmpty())
+            capi20ext_set_host(host.data());
         if (server.port > 0)
             capi20ext_set_port(server.port);
     });
@@ -158,6 +159,9 @@ struct CapiLink::Core {
     void raiseCallState(const Call& call, const char* state, int32_t reason = 0);
     void raiseError(int32_t number, const QString& text);
     void raiseFileOut(int32_t samples, int32_t endValue);
+    void raiseFileIn(int32_t samples);
+    // A file the line cannot play or record: logged, reported, and a failure for the caller.
+    int32_t fileRefused(const QString& error);
     void deliver(std::unique_lock<std::mutex>& lock);
     void log(const QString& line, bool always = false);
 
@@ -223,6 +227,7 @@ int32_t CapiLink::cti_Init() {
     std::unique_lock lock(c.mutex);
     if (c.thread.joinable())
         return c.initResult > 0 ? c.initResult : Failed(WrongState);
+    c.stopping = c.finished = c.initDone = false;
     c.wakeFd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     c.thread = std::thread([core = m_core] { core->run(); });
     const bool answered =
@@ -436,81 +441,69 @@ QString filePath(const QByteArray& path) {
 }
 } // namespace
 
-int32_t CapiLink::cti_SndOutFileStart(int32_t id, const QByteArray& path) {
-    Core& c = *m_core;
-    std::lock_guard lock(c.mutex);
-    if (!c.registered(id))
-        return Failed(IllegalApplication);
-    QString error;
-    if (!c.voice.startFileOut(filePath(path), &error)) {
-        c.log(error, true);
-        c.raiseError(Failed(IllegalParameter), error);
-        return Failed(IllegalParameter);
-    }
-    return 0;
-}
-
-int32_t CapiLink::cti_SndOutFileStop(int32_t id) {
-    Core& c = *m_core;
-    std::lock_guard lock(c.mutex);
-    if (!c.registered(id))
-        return Failed(IllegalApplication);
-    if (const auto played = c.voice.stopFileOut())
-        c.raiseFileOut(*played, 1);
-    return 0;
-}
-
-int32_t CapiLink::cti_SndInFileStart(int32_t id, const QByteArray& path, int16_t waveFormat) {
-    Core& c = *m_core;
-    std::lock_guard lock(c.mutex);
-    if (!c.registered(id))
-        return Failed(IllegalApplication);
-    QString error;
-    if (!c.voice.startFileIn(filePath(path), waveFormat, &error)) {
-        c.log(error, true);
-        c.raiseError(Failed(IllegalParameter), error);
-        return Failed(IllegalParameter);
-    }
-    return 0;
-}
-
-int32_t CapiLink::cti_SndInFileStop(int32_t id) {
-    Core& c = *m_core;
-    std::lock_guard lock(c.mutex);
-    if (!c.registered(id))
-        return Failed(IllegalApplication);
-    if (const auto recorded = c.voice.stopFileIn()) {
-        CtiEvent event;
-        event.setType(CtiEvent::FileIn);
-        event.setXcId(ChannelId);
-        cti::writeLe32(event.bytes.data(), CtiEvent::FileInReport, *recorded);
-        c.pending.push_back(event);
-        c.post([] {});
-    }
-    return 0;
-}
-
 namespace {
-template <typename F> int32_t voiceSwitch(CapiLink::Core& c, int32_t id, F&& f) {
+// The voice requests: on a registered channel, under the lock.
+template <typename F> int32_t voiceRequest(CapiLink::Core& c, int32_t id, F&& f) {
     std::lock_guard lock(c.mutex);
     if (!c.registered(id))
         return Failed(IllegalApplication);
-    f(c.voice);
-    return 0;
+    return f(c);
 }
 } // namespace
 
+int32_t CapiLink::cti_SndOutFileStart(int32_t id, const QByteArray& path) {
+    return voiceRequest(*m_core, id, [&path](Core& c) {
+        QString error;
+        return c.voice.startFileOut(filePath(path), &error) ? 0 : c.fileRefused(error);
+    });
+}
+
+int32_t CapiLink::cti_SndOutFileStop(int32_t id) {
+    return voiceRequest(*m_core, id, [](Core& c) {
+        if (const auto played = c.voice.stopFileOut())
+            c.raiseFileOut(*played, 1);
+        return 0;
+    });
+}
+
+int32_t CapiLink::cti_SndInFileStart(int32_t id, const QByteArray& path, int16_t waveFormat) {
+    return voiceRequest(*m_core, id, [&path, waveFormat](Core& c) {
+        QString error;
+        return c.voice.startFileIn(filePath(path), waveFormat, &error) ? 0 : c.fileRefused(error);
+    });
+}
+
+int32_t CapiLink::cti_SndInFileStop(int32_t id) {
+    return voiceRequest(*m_core, id, [](Core& c) {
+        if (const auto recorded = c.voice.stopFileIn())
+            c.raiseFileIn(*recorded);
+        return 0;
+    });
+}
+
 int32_t CapiLink::cti_SndOutStart(int32_t id) {
-    return voiceSwitch(*m_core, id, [](LineVoice& v) { v.setPlayback(true); });
+    return voiceRequest(*m_core, id, [](Core& c) {
+        c.voice.setPlayback(true);
+        return 0;
+    });
 }
 int32_t CapiLink::cti_SndOutStop(int32_t id) {
-    return voiceSwitch(*m_core, id, [](LineVoice& v) { v.setPlayback(false); });
+    return voiceRequest(*m_core, id, [](Core& c) {
+        c.voice.setPlayback(false);
+        return 0;
+    });
 }
 int32_t CapiLink::cti_SndInStart(int32_t id) {
-    return voiceSwitch(*m_core, id, [](LineVoice& v) { v.setCapture(true); });
+    return voiceRequest(*m_core, id, [](Core& c) {
+        c.voice.setCapture(true);
+        return 0;
+    });
 }
 int32_t CapiLink::cti_SndInStop(int32_t id) {
-    return voiceSwitch(*m_core, id, [](LineVoice& v) { v.setCapture(false); });
+    return voiceRequest(*m_core, id, [](Core& c) {
+        c.voice.setCapture(false);
+        return 0;
+    });
 }
 
 int32_t CapiLink::cti_GetCapiProfile(int32_t id, int32_t& value1, int32_t& value2) {
@@ -1117,6 +1110,21 @@ void CapiLink::Core::raiseError(int32_t number, const QString& text) {
     event.setErrorText(text.toLocal8Bit());
     pending.push_back(event);
     post([] {});
+}
+
+void CapiLink::Core::raiseFileIn(int32_t samples) {
+    CtiEvent event;
+    event.setType(CtiEvent::FileIn);
+    event.setXcId(ChannelId);
+    cti::writeLe32(event.bytes.data(), CtiEvent::FileInReport, samples);
+    pending.push_back(event);
+    post([] {});
+}
+
+int32_t CapiLink::Core::fileRefused(const QString& error) {
+    log(error, true);
+    raiseError(Failed(IllegalParameter), error);
+    return Failed(IllegalParameter);
 }
 
 void CapiLink::Core::raiseFileOut(int32_t samples, int32_t endValue) {

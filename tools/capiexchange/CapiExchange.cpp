@@ -1219,19 +1219,31 @@ void CapiExchange::dropLink() {
     d->changed.wait(lock, [&] { return !d->dropRequested || d->stopping; });
 }
 
+namespace {
+// A copy of a call for another thread. The byte strings that the exchange's thread appends to are copied
+// deep: a shared buffer would be detached and freed inside Qt, where the thread sanitizer cannot see the
+// reference count that orders the two threads.
+ExchangeCall snapshot(const ExchangeCall& info) {
+    ExchangeCall copy = info;
+    copy.received = QByteArray(info.received.constData(), info.received.size());
+    copy.dtmfFromApp = QByteArray(info.dtmfFromApp.constData(), info.dtmfFromApp.size());
+    return copy;
+}
+} // namespace
+
 std::optional<ExchangeCall> CapiExchange::call(int id) const {
     std::lock_guard lock(d->mutex);
     const auto it = d->calls.find(id);
     if (it == d->calls.end())
         return std::nullopt;
-    return it->second.info;
+    return snapshot(it->second.info);
 }
 
 std::vector<ExchangeCall> CapiExchange::calls() const {
     std::lock_guard lock(d->mutex);
     std::vector<ExchangeCall> out;
     for (const auto& [id, c] : d->calls)
-        out.push_back(c.info);
+        out.push_back(snapshot(c.info));
     return out;
 }
 
