@@ -8,7 +8,6 @@
 
 #include <capi20.h>
 
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -624,7 +623,6 @@ void CapiLink::Core::registerApplication(std::unique_lock<std::mutex>& lock) {
     applId = id;
     capiFd = capi20_fileno(id);
     if (capiFd >= 0) {
-        ::fcntl(capiFd, F_SETFL, ::fcntl(capiFd, F_GETFL) | O_NONBLOCK);
         // On a connection to a remote server, every message goes out at once: Nagle's wait for the
         // server's delayed acknowledgement would hold voice blocks back by tens of milliseconds.
         const int one = 1;
@@ -795,13 +793,16 @@ void CapiLink::Core::respond(MessageReader& m) {
 }
 
 void CapiLink::Core::receive() {
-    // libcapi20 reads what the socket holds and hands it out a message at a time, so messages can wait
-    // in its buffer while the socket is empty: take them all, until it says there is none. The socket
-    // is non-blocking, so that "none" comes back at once.
-    for (int taken = 0; taken < 64 && applId != 0; ++taken) {
+    // libcapi20 reads one message from the socket per call and blocks while its bytes are still on the
+    // way; after the first, a further one is taken only when capi20_waitformessage sees it waiting.
+    for (int taken = 0; taken < 32 && applId != 0; ++taken) {
+        if (taken > 0) {
+            timeval now{0, 0};
+            if (capi20_waitformessage(applId, &now) != 0)
+                return;
+        }
         unsigned char* raw = nullptr;
-        const unsigned result = capi20_get_message(applId, &raw);
-        if (result != 0 || raw == nullptr)
+        if (capi20_get_message(applId, &raw) != 0 || raw == nullptr)
             return;
         const std::size_t size = raw[0] | (raw[1] << 8);
         MessageReader m(raw, size);
