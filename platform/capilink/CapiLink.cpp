@@ -15,6 +15,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <condition_variable>
@@ -386,8 +387,12 @@ int32_t CapiLink::cti_Connect(int32_t id) {
     c.programCall = call.plci;
     const EifcFields f = c.fields;
     c.post([core = m_core.get(), number, f] {
+        // Only digits name an own number; anything else ("*", any MSN) leaves the choice to the
+        // network, which then shows the line's main number.
         Bytes calling;
-        if (!f.CallingNumber.isEmpty())
+        const bool digits = std::all_of(f.CallingNumber.begin(), f.CallingNumber.end(),
+                                        [](char ch) { return ch >= '0' && ch <= '9'; });
+        if (!f.CallingNumber.isEmpty() && digits)
             calling =
                 char(f.CallingNumberType) + QByteArray(1, char(f.CallingPresentation)) + f.CallingNumber;
         core->send(MessageWriter(uint16_t(core->applId), Connect, Req, number, 1)

@@ -105,9 +105,11 @@ TEST(CapiProgramOutgoing, AnsweredBusyAndUnallocatedCalls) {
     EXPECT_EQ(t.program->sound.playingLoops(), 1);
 
     t.exchange->setOutgoing(CapiExchange::Outgoing::Unallocated);
+    t.program->Konfigurationen.Item(1).setStrMSN(1, QStringLiteral("*"));
     t.program->commands.Eurit_Dial(QStringLiteral("0899999"));
     ASSERT_TRUE(t.pumpUntil(
         [&] { return t.call().IdleStatusText == QStringLiteral("Unallocated (unassigned) number"); }));
+    EXPECT_EQ(t.exchange->call(t.exchange->lastCallId())->calling, "") << "\"*\" is no number to send";
     EXPECT_EQ(t.program->callLog.entries().size(), 3u);
     EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
 }
