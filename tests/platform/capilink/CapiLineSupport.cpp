@@ -195,9 +195,26 @@ std::vector<int16_t> FromLine(const QByteArray& lineBytes) {
     return out;
 }
 
+namespace {
+// Index of the first sample that is not (near) silence, or -1.
 long FirstSound(const std::vector<int16_t>& samples) {
     for (std::size_t i = 0; i < samples.size(); ++i)
         if (std::abs(samples[i]) > 64)
             return long(i);
     return -1;
+}
+} // namespace
+
+// The samples of `got` from its first sound on equal `expected` exactly, and what follows is silence.
+void ExpectSameSound(const std::vector<int16_t>& got, const std::vector<int16_t>& expected) {
+    const long start = FirstSound(got) - FirstSound(expected);
+    ASSERT_GE(FirstSound(got), 0) << "nothing but silence";
+    ASSERT_GE(start, 0);
+    ASSERT_GE(got.size() - std::size_t(start), expected.size()) << "sound cut short";
+    long differing = 0;
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        differing += got[std::size_t(start) + i] != expected[i];
+    EXPECT_EQ(differing, 0) << "of " << expected.size() << " samples";
+    for (std::size_t i = std::size_t(start) + expected.size(); i < got.size(); ++i)
+        ASSERT_LE(std::abs(got[i]), 8) << "sound after the end, at " << i;
 }

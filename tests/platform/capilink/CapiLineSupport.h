@@ -84,5 +84,5 @@ void WriteTestSignal(const QString& path, int samples, int format = 3);
 std::vector<int16_t> ThroughLine(const std::vector<int16_t>& samples);
 // Samples of line bytes.
 std::vector<int16_t> FromLine(const QByteArray& lineBytes);
-// Index of the first sample that is not (near) silence, or -1.
-long FirstSound(const std::vector<int16_t>& samples);
+// The samples of `got` from its first sound on equal `expected` exactly, and what follows is silence.
+void ExpectSameSound(const std::vector<int16_t>& got, const std::vector<int16_t>& expected);

@@ -17,20 +17,6 @@ bool exchangeState(const CapiExchange& x, int call, ExchangeCall::State state) {
     return c && c->state == state;
 }
 
-// The samples of `got` from its first sound on equal `expected` exactly, and what follows is silence.
-void ExpectSameSound(const std::vector<int16_t>& got, const std::vector<int16_t>& expected) {
-    const long start = FirstSound(got) - FirstSound(expected);
-    ASSERT_GE(FirstSound(got), 0) << "nothing but silence";
-    ASSERT_GE(start, 0);
-    ASSERT_GE(got.size() - std::size_t(start), expected.size()) << "sound cut short";
-    long differing = 0;
-    for (std::size_t i = 0; i < expected.size(); ++i)
-        differing += got[std::size_t(start) + i] != expected[i];
-    EXPECT_EQ(differing, 0) << "of " << expected.size() << " samples";
-    for (std::size_t i = std::size_t(start) + expected.size(); i < got.size(); ++i)
-        ASSERT_LE(std::abs(got[i]), 8) << "sound after the end, at " << i;
-}
-
 } // namespace
 
 TEST(CapiIncoming, ACallIsOfferedWithItsNumbersAlertedAnsweredAndEndedByTheFarEnd) {
@@ -137,22 +123,25 @@ TEST(CapiVoice, AFilePlayedIntoTheLineArrivesWholeAndReportsItsEnd) {
     EXPECT_TRUE(h.exchange->violations().empty()) << h.exchange->violations().front().toStdString();
 }
 
-TEST(CapiVoice, ARecordingOfTheLineEqualsWhatTheExchangeSent) {
-    LineHarness h;
-    const int call = h.answeredCall();
-    const QString source = h.dir.filePath(QStringLiteral("far.wav"));
-    const QString recording = h.dir.filePath(QStringLiteral("message.wav"));
-    WriteTestSignal(source, 6000);
-    ASSERT_EQ(h.line->cti_SndInFileStart(h.id, QFile::encodeName(recording), 3), 0);
-    QString error;
-    ASSERT_TRUE(h.exchange->playFile(call, source, &error)) << error.toStdString();
-    ASSERT_TRUE(h.exchange->waitFor([&](const CapiExchange& x) { return !x.call(call)->playing; }, 5000));
-    const int blocks = h.exchange->call(call)->blocksSent;
-    ASSERT_TRUE(h.exchange->waitFor(
-        [&](const CapiExchange& x) { return x.call(call)->blocksSent > blocks + 5; }, 3000));
-    ASSERT_EQ(h.line->cti_SndInFileStop(h.id), 0);
-    EXPECT_EQ(h.exchange->call(call)->blocksSkipped, 0);
-    ExpectSameSound(ReadWave(recording), ThroughLine(ReadWave(source)));
+TEST(CapiVoice, ARecordingOfTheLineEqualsWhatTheExchangeSentInBothRecordingFormats) {
+    for (const int16_t format : {int16_t(3), int16_t(17)}) {
+        SCOPED_TRACE(format == 3 ? "PCM 16 bit" : "A-law");
+        LineHarness h;
+        const int call = h.answeredCall();
+        const QString source = h.dir.filePath(QStringLiteral("far.wav"));
+        const QString recording = h.dir.filePath(QStringLiteral("message.wav"));
+        WriteTestSignal(source, 6000);
+        ASSERT_EQ(h.line->cti_SndInFileStart(h.id, QFile::encodeName(recording), format), 0);
+        QString error;
+        ASSERT_TRUE(h.exchange->playFile(call, source, &error)) << error.toStdString();
+        ASSERT_TRUE(h.exchange->waitFor([&](const CapiExchange& x) { return !x.call(call)->playing; }, 5000));
+        const int blocks = h.exchange->call(call)->blocksSent;
+        ASSERT_TRUE(h.exchange->waitFor(
+            [&](const CapiExchange& x) { return x.call(call)->blocksSent > blocks + 5; }, 3000));
+        ASSERT_EQ(h.line->cti_SndInFileStop(h.id), 0);
+        EXPECT_EQ(h.exchange->call(call)->blocksSkipped, 0);
+        ExpectSameSound(ReadWave(recording), ThroughLine(ReadWave(source)));
+    }
 }
 
 TEST(CapiVoice, TheSoundCardHearsTheLineAndTheLineHearsTheMicrophone) {

@@ -3,6 +3,7 @@
 #include "tests/platform/capilink/CapiLineSupport.h"
 #include "tests/support/TestProgram.h"
 
+#include "platform/voice/AudioDevice.h"
 #include "shell/Eurit30.h"
 
 #include <gtest/gtest.h>
@@ -24,17 +25,29 @@ QString fileText(const QString& path) {
 
 } // namespace
 
-TEST(CapiProgramIncoming, RingsIsAnsweredAndEndedByTheFarEndWithItsReason) {
-    CapiProgram t;
+TEST(CapiProgramIncoming, RingsIsAnsweredTalksBothWaysAndIsEndedByTheFarEndWithItsReason) {
+    QTemporaryDir cardDir;
+    const QString speaker = cardDir.filePath(QStringLiteral("speaker.wav"));
+    const QString microphone = cardDir.filePath(QStringLiteral("microphone.wav"));
+    const QString far = cardDir.filePath(QStringLiteral("far.wav"));
+    WriteTestSignal(microphone, 4000);
+    WriteTestSignal(far, 4000);
+    CapiProgram t(std::make_shared<voice::WaveFileAudioDevice>(speaker, microphone));
     const int call = t.exchange->offerCall("891234567", "5551");
     ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
     EXPECT_EQ(t.call().CallNumber, QStringLiteral("0891234567"));
     EXPECT_EQ(t.call().CallMSN, QStringLiteral("5551"));
 
+    // Answered, the program puts the sound card on the line by itself.
     t.program->commands.Eurit_Answer();
     ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingConnected; }));
-    EXPECT_TRUE(t.exchange->waitFor(
+    ASSERT_TRUE(t.exchange->waitFor(
         [call](const CapiExchange& x) { return exchangeState(x, call, ExchangeCall::Active); }, 3000));
+    QString error;
+    ASSERT_TRUE(t.exchange->playFile(call, far, &error)) << error.toStdString();
+    ASSERT_TRUE(t.exchange->waitFor(
+        [&](const CapiExchange& x) { return !x.call(call)->playing && x.call(call)->received.size() > 6000; },
+        5000));
 
     t.exchange->hangUp(call, 0x3490);
     ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
@@ -42,6 +55,10 @@ TEST(CapiProgramIncoming, RingsIsAnsweredAndEndedByTheFarEndWithItsReason) {
     ASSERT_EQ(t.program->callLog.entries().size(), 1u);
     EXPECT_EQ(t.program->callLog.entries()[0].Number, QStringLiteral("0891234567"));
     EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
+    // The far end heard the microphone, the loudspeaker the far end (the speaker file is whole once the
+    // end of the call stopped it).
+    ExpectSameSound(FromLine(t.exchange->call(call)->received), ThroughLine(ReadWave(microphone)));
+    ExpectSameSound(ReadWave(speaker), ThroughLine(ReadWave(far)));
 }
 
 TEST(CapiProgramIncoming, AnAnsweredCallIsEndedByTheProgram) {
