@@ -302,20 +302,6 @@ TEST_F(CapiExchangeTest, VoiceFlowsBothWaysWithinTheWindow) {
     EXPECT_TRUE(waitState(id, ExchangeCall::Ended));
 }
 
-TEST_F(CapiExchangeTest, PlaysDtmfInBand) {
-    App app;
-    app.listen(cipBit(CipTelephony));
-    const auto [id, ind] = activeCall(app);
-    EXPECT_TRUE(exchange->sendDtmfInband(id, "5"));
-    bool tone = false;
-    for (int i = 0; i < 10 && !tone; ++i) {
-        const Message block = app.expect(DataB3, Ind);
-        tone = block.data != QByteArray(block.data.size(), char(0xAB));
-        app.respondData(block);
-    }
-    EXPECT_TRUE(tone);
-}
-
 TEST_F(CapiExchangeTest, OutgoingCallsMeetTheConfiguredFarEnd) {
     App app;
     const auto dial = [&](uint16_t number) {
