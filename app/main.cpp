@@ -4,6 +4,7 @@
 #include "platform/Clock.h"
 #include "platform/TerminationSignals.h"
 #include "platform/capilink/CapiLink.h"
+#include "platform/profile/ProfileStore.h"
 #include "shell/IsdnSection.h"
 #include "shell/Program.h"
 #include "shell/Settings.h"
@@ -72,7 +73,8 @@ int main(int argc, char* argv[]) {
         line = std::move(standInLine);
     } else {
         Settings isdn;
-        LoadIsdnSection(isdn, Program::IniPath(dataDir));
+        ProfileStore profiles;
+        LoadIsdnSection(profiles, isdn, Program::IniPath(dataDir));
         CapiServer server{isdn.CapiDriver.toLatin1(), isdn.CapiHost.toLatin1(), isdn.CapiPort};
         if (parser.isSet(capiOption)) {
             const QStringList parts = parser.value(capiOption).split(QLatin1Char(':'));
@@ -93,7 +95,12 @@ int main(int argc, char* argv[]) {
     SystemClock clock;
     Program program(clock, std::move(line), dataDir);
     Main window(program);
-    if (!window.Form_Load()) {
+    const MainLifecycle::StartResult started = window.Form_Load();
+    if (started == MainLifecycle::StartResult::SecondInstance) {
+        std::fprintf(stderr, "morva: already running; brought its window to the front\n");
+        return 0;
+    }
+    if (started == MainLifecycle::StartResult::LineFailed) {
         QString why = program.fatalMessage();
         const QString detail = program.line->lastError();
         if (!detail.isEmpty())
@@ -113,7 +120,6 @@ int main(int argc, char* argv[]) {
                               QStringLiteral("The ISDN line could not start.\n\n") + why);
         return 1;
     }
-    window.show();
 
     std::unique_ptr<StandInLineWindow> standInWindow;
     if (standIn) {

@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <vector>
 
 struct Settings;
 class CallLogStore;
@@ -21,6 +22,16 @@ public:
 // ringing, 4 incoming connected, 5 any other state (the answering machine's 135 among them).
 int ActionTrigger(int16_t callState);
 
+// One programmed rule as the settings file keeps it (section Actions, keys "Action" n " ...").
+struct ActionRule {
+    int16_t Nbst = 1;
+    int16_t Status = 8;
+    int16_t Typ = 8;
+    QString Command;
+    QString Command2;
+    QString Command3;
+};
+
 // The engine that runs on every change of the call state. It begins with the fixed reactions (raise
 // the window on a ring, minimise it when the line goes quiet, mark the number's log entries as seen);
 // the user's programmed rules follow once the rule table exists.
@@ -32,6 +43,9 @@ public:
     // Runs for `state`; `callNumber` is the number of the current call. Returns the result text of the
     // last rule run (empty while there are no rules).
     QString ActionRun(int16_t state, int testIndex, const QString& testNumber, const QString& callNumber);
+
+    // The rule table: entry 0 is never a rule, entries 1 to the count are; sized by the settings loader.
+    std::vector<ActionRule> rules = std::vector<ActionRule>(1);
 
 private:
     const Settings& m_settings;

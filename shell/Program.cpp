@@ -1,18 +1,37 @@
 #include "shell/Program.h"
 
 #include "platform/capilink/CtiLibrary.h"
-#include "shell/IsdnSection.h"
-
+#include <QCoreApplication>
 #include <QDir>
 
 Program::Program(const Clock& clock_, std::unique_ptr<CtiLibrary> line_, const QString& dataDir_)
-    : clock(clock_), dataDir(dataDir_), logs(clock_, settings, dataDir_), Konfigurationen(language),
-      actions(settings, callLog), sound(dataDir_),
+    : clock(clock_), dataDir(dataDir_), registry(profiles, RegistryPath(dataDir_)),
+      logs(clock_, settings, dataDir_), Konfigurationen(language), actions(settings, callLog),
+      settingsStore(profiles, registry, IniPath(dataDir_), settings, lastNumbers, actions, language),
+      sound(dataDir_),
       call(clock_, settings, language, Konfigurationen, Phonebooks, callLog, actions, lastNumbers),
       line(std::move(line_)),
       cti(*line, clock_, settings, logs, call, Konfigurationen, sound, machine, dataDir_),
       commands(settings, call, cti, Konfigurationen, nullptr) {
-    LoadIsdnSection(settings, IniPath(dataDir));
+    profiles.problemReport = [this](const QString& text) {
+        logs.Log_Write(text);
+    };
+}
+
+void Program::loadSettings() {
+    settingsStore.Eurit_Cfg_load();
+}
+
+bool Program::saveSettings() {
+    return settingsStore.Eurit_Cfg_save(QCoreApplication::applicationFilePath(),
+                                        QStringLiteral("%1.%2.%3")
+                                            .arg(MORVA_VERSION_MAJOR)
+                                            .arg(MORVA_VERSION_MINOR)
+                                            .arg(MORVA_VERSION_PATCH));
+}
+
+QString Program::RegistryPath(const QString& dataDir) {
+    return QDir(dataDir).filePath(QStringLiteral("Registry.ini"));
 }
 
 QString Program::IniPath(const QString& dataDir) {

@@ -12,11 +12,14 @@
 #include "lines/sound/modFdSound.h"
 #include "numbers/Num_module.h"
 #include "phonebook/colPhonebook.h"
+#include "platform/profile/ProfileStore.h"
+#include "platform/profile/modRegSet.h"
 #include "serial/CallCommands.h"
 #include "shell/Eurit30.h"
 #include "shell/Language.h"
 #include "shell/Log_Modul.h"
 #include "shell/Settings.h"
+#include "shell/SettingsStore.h"
 
 #include <QString>
 
@@ -37,8 +40,15 @@ public:
     // Stops the line: what is left in the event queue is taken, then the library ends.
     void stopLine();
     QString fatalMessage() const { return cti.fatalMessage(); }
-    // The program's settings file in a data folder.
+    // The program's settings file in a data folder, and the file of the values once kept in the registry.
     static QString IniPath(const QString& dataDir);
+    static QString RegistryPath(const QString& dataDir);
+    QString iniPath() const { return settingsStore.iniPath(); }
+
+    // Reads the settings (Eurit_Cfg_load); a garbled file is reported to debug.txt and read as empty.
+    void loadSettings();
+    // Writes them back (Eurit_Cfg_save); false when the registry file cannot be written.
+    bool saveSettings();
 
     // One tick of the 100 ms event timer: one line event, then the answering machine's tick.
     void eventTick();
@@ -47,6 +57,8 @@ public:
 
     const Clock& clock;
     const QString dataDir;
+    ProfileStore profiles;
+    RegistryFile registry;
     Settings settings;
     Language language;
     Logs logs;
@@ -55,6 +67,7 @@ public:
     CallLogStore callLog;
     LastNumbers lastNumbers;
     ActionRules actions;
+    SettingsStore settingsStore;
     SoundEngine sound;
     AnsweringMachine machine;
     Eurit30 call;

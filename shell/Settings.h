@@ -8,24 +8,43 @@
 // defaults; loading them from Morva.ini and the registry file fills them (Eurit_Cfg_load).
 struct Settings {
     // Section Setup.
+    int16_t ComPort = 1;
+    int16_t UseTapi = 0;    // "USETAPI": the start sets it to 0 whatever the file says
     int16_t ErrorLogOn = 0; // "ErrorLog": switches debug.txt and log.txt, and the line library's debug flag
     int16_t LogEnable = 1;  // "Log enable": 0 writes no call log entries
-    int16_t UseTapi = 0;    // the start sets it to 0 whatever the file says
+    int16_t MonitorInTray = 1;
+    int16_t MSNCount = 3; // "MSNAnzahl": own numbers the telephone kind offers
+    int16_t SelFirmware = 1;
     QString NBSTAKZ = QStringLiteral("0");   // "Prefix": outside-line prefix
     QString NBSTAKZIN = QStringLiteral("0"); // "PrefixIncoming": prefix the exchange puts on incoming numbers
     QString LandesCode = QStringLiteral("49");
+    int16_t ReadBookAtStart = 0;
+    int16_t TransAuto = 0;
+    int16_t UseDInfo = 0;
+    QString DInfoPrefix;
+    QString DInfoPath;
+    int16_t UseTwixTel = 0;
+    QString TwixTelPrefix;
+    QString TwixTelDrive;
+    int16_t IgnoreDigits = 1;
+    int16_t IgnoreNumbers = 1;
 
     // Registry values.
     int16_t PhoneType = 3;
     int16_t NBST = 0; // a private branch exchange is in use: switches the prefix operations on
     QString Vorwahl;  // own area code with its leading "0"
+    // "Language" is the language module's own state (Language::LanguageId).
 
     // Section Actions.
     int16_t Showonring = 0;
     int16_t MinimizeOnSilence = 0;
 
+    // Section Konfig.
+    int16_t LoadKonfigAtStart = 0;
+
     // Section Dial.
     int16_t DialMSN = 1; // 1 to 5: MSN of configuration set 1 shown on outgoing calls
+    int16_t UseDialMSN = 0;
 
     // Section ISDN.
     int32_t BlockSize = 256; // B-channel block length of the line library

@@ -1,16 +1,19 @@
 #include "shell/ui/Main.h"
 
 #include "shell/Program.h"
+#include "shell/ui/SingleInstance.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QScreen>
 #include <QStatusBar>
 #include <QStyle>
 #include <QTimer>
@@ -105,6 +108,9 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     m_timerZeitsteuerung->setInterval(1000);
     connect(m_timerZeitsteuerung, &QTimer::timeout, this, &Main::timerZeitsteuerung_Timer);
 
+    m_instance = new SingleInstance(this);
+    m_lifecycle = std::make_unique<MainLifecycle>(m_program, *this, [this] { return m_instance->claim(); });
+
     Eurit30& call = m_program.call;
     connect(&call, &Eurit30::panelChanged, this, &Main::Me_ShowPanel);
     connect(&call, &Eurit30::statusBarChanged, this, &Main::Me_ShowStatusBar);
@@ -115,7 +121,8 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
 }
 
 Main::~Main() {
-    stop();
+    m_timerEifcCallback->stop();
+    m_timerZeitsteuerung->stop();
     m_program.actions.setWindow(nullptr);
     m_program.commands.setShowMessage(nullptr);
 }
@@ -141,16 +148,87 @@ QAction* Main::addButton(const char* key, const QString& text, const QIcon& icon
     return action;
 }
 
-bool Main::Form_Load() {
-    if (!m_program.cti.CtiInit())
-        return false;
-    m_timerEifcCallback->start();
+MainLifecycle::StartResult Main::Form_Load() {
+    // The call clock runs from the start on; a tick before the call record is shown changes nothing.
     m_timerZeitsteuerung->start();
-    if (!m_program.cti.CtiRegisterChannel())
-        return false;
-    m_program.call.Eurit_ShowCallState(MaskAll);
-    m_program.call.Init();
-    return true;
+    return m_lifecycle->Form_Load();
+}
+
+void Main::showSplash(const QString& versionText) {
+    m_Start_form = new QWidget(nullptr, Qt::SplashScreen | Qt::WindowStaysOnTopHint);
+    m_Start_form->setObjectName(QStringLiteral("Start_form"));
+    m_Start_form->setAttribute(Qt::WA_DeleteOnClose);
+    auto* layout = new QVBoxLayout(m_Start_form);
+    auto* title = new QLabel(QStringLiteral("Morva"), m_Start_form);
+    QFont titleFont = title->font();
+    titleFont.setPointSizeF(titleFont.pointSizeF() * 2.4);
+    titleFont.setBold(true);
+    title->setFont(titleFont);
+    auto* lblVersion = new QLabel(versionText, m_Start_form);
+    lblVersion->setObjectName(QStringLiteral("lblVersion"));
+    layout->addWidget(title, 0, Qt::AlignCenter);
+    layout->addWidget(lblVersion, 0, Qt::AlignCenter);
+    m_Start_form->resize(320, 160);
+    m_Start_form->show();
+    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+}
+
+void Main::closeSplash() {
+    if (m_Start_form)
+        m_Start_form->close();
+    m_Start_form = nullptr;
+}
+
+QRect Main::screenArea() const {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    return screen ? screen->availableGeometry() : QRect(0, 0, 1024, 768);
+}
+
+int Main::twipsPerPixel() const {
+    // 1440 twips to the inch.
+    return std::max(1, 1440 / std::max(1, logicalDpiX()));
+}
+
+QRect Main::frame() const {
+    return geometry();
+}
+
+void Main::setFrame(const QRect& frame) {
+    setGeometry(frame);
+}
+
+bool Main::normalState() const {
+    return !(windowState() & (Qt::WindowMinimized | Qt::WindowMaximized));
+}
+
+void Main::setEventTimer(bool on) {
+    if (on)
+        m_timerEifcCallback->start();
+    else
+        m_timerEifcCallback->stop();
+}
+
+void Main::applyLanguage() {
+    Me_ShowStatusBar();
+}
+
+void Main::showMain() {
+    show();
+}
+
+void Main::postClose() {
+    QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection);
+}
+
+void Main::setWaitCursor(bool on) {
+    if (on)
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+    else
+        QApplication::restoreOverrideCursor();
+}
+
+void Main::showMessage(const QString& text) {
+    QMessageBox::warning(this, QStringLiteral("Morva"), text);
 }
 
 void Main::Me_ShowPanel() {
@@ -230,16 +308,12 @@ void Main::reloadCallsList() {
     // The calls list arrives with the main window's lists; nothing shows the log yet.
 }
 
-void Main::stop() {
-    if (m_stopped)
-        return;
-    m_stopped = true;
-    m_timerEifcCallback->stop();
-    m_timerZeitsteuerung->stop();
-    m_program.stopLine();
-}
-
 void Main::closeEvent(QCloseEvent* event) {
-    stop();
-    event->accept();
+    // SIGTERM, SIGINT and the window's close all come here: two passes, the second stops everything.
+    if (m_lifecycle->Form_QueryUnload()) {
+        m_timerZeitsteuerung->stop();
+        event->accept();
+    } else {
+        event->ignore();
+    }
 }

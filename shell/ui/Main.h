@@ -4,8 +4,11 @@
 // drive the line events and the call clock, and shows what the Program's call record holds.
 
 #include "automation/ActionRules.h"
+#include "shell/MainLifecycle.h"
 
 #include <QMainWindow>
+
+#include <memory>
 
 class Program;
 class QAction;
@@ -15,14 +18,15 @@ class QLineEdit;
 class QTimer;
 class QToolBar;
 
-class Main : public QMainWindow, public WindowReactions {
+class Main : public QMainWindow, public WindowReactions, public MainHost {
     Q_OBJECT
 public:
     explicit Main(Program& program, QWidget* parent = nullptr);
     ~Main() override;
 
-    // Starts the line and the timers and shows the first state. False when the line cannot start.
-    bool Form_Load();
+    // The start, step by step: settings, line, window place, first state; shows the window.
+    MainLifecycle::StartResult Form_Load();
+    MainLifecycle& lifecycle() { return *m_lifecycle; }
 
     // WindowReactions
     void showNormalAndFocus() override;
@@ -38,6 +42,21 @@ public Q_SLOTS:
     void timerEifcCallback_Timer();
     void timerZeitsteuerung_Timer();
 
+    // MainHost
+    void showSplash(const QString& versionText) override;
+    void closeSplash() override;
+    QRect screenArea() const override;
+    int twipsPerPixel() const override;
+    QRect frame() const override;
+    void setFrame(const QRect& frame) override;
+    bool normalState() const override;
+    void setEventTimer(bool on) override;
+    void applyLanguage() override;
+    void showMain() override;
+    void postClose() override;
+    void setWaitCursor(bool on) override;
+    void showMessage(const QString& text) override;
+
 protected:
     void closeEvent(QCloseEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -46,7 +65,6 @@ private:
     QLabel* addField(class QGridLayout* grid, int row, const char* captionName, int captionText,
                      const char* fieldName);
     QAction* addButton(const char* key, const QString& text, const QIcon& icon);
-    void stop();
 
     Program& m_program;
     QToolBar* m_tbrBigButtons = nullptr;
@@ -62,5 +80,7 @@ private:
     QLabel* m_lineStatus = nullptr;
     QTimer* m_timerEifcCallback = nullptr;
     QTimer* m_timerZeitsteuerung = nullptr;
-    bool m_stopped = false;
+    QWidget* m_Start_form = nullptr;
+    class SingleInstance* m_instance = nullptr;
+    std::unique_ptr<MainLifecycle> m_lifecycle;
 };

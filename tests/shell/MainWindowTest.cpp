@@ -25,7 +25,7 @@ struct Window : TestProgram {
     Window() : TestProgram(false) {
         main = std::make_unique<Main>(*program);
         program->commands.setShowMessage([this](const QString& text) { messages << text; });
-        EXPECT_TRUE(main->Form_Load());
+        EXPECT_EQ(main->Form_Load(), MainLifecycle::StartResult::Started);
         main->show();
     }
     ~Window() { main.reset(); }

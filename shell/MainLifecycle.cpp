@@ -1,0 +1,199 @@
+#include "shell/MainLifecycle.h"
+
+#include "platform/profile/ProfileStore.h"
+#include "shell/Program.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+
+#include <algorithm>
+
+namespace {
+const char* const Setup = "Setup";
+const char* const MainSection = "Main";
+} // namespace
+
+MainLifecycle::MainLifecycle(Program& program, MainHost& host, std::function<bool()> claimInstance)
+    : m_program(program), m_host(host), m_claimInstance(std::move(claimInstance)) {}
+
+QString MainLifecycle::VersionText() const {
+    return QStringLiteral("Version %1.%2.%3")
+        .arg(MORVA_VERSION_MAJOR)
+        .arg(MORVA_VERSION_MINOR)
+        .arg(MORVA_VERSION_PATCH);
+}
+
+void MainLifecycle::step(const char* line) {
+    m_program.logs.Log_Write(QString::fromLatin1(line));
+}
+
+int MainLifecycle::iniInt(const char* section, const char* key, int defaultValue) const {
+    return m_program.profiles.GetPrivateProfileInt(QLatin1String(section), QLatin1String(key), defaultValue,
+                                                   m_program.iniPath());
+}
+
+void MainLifecycle::writeIni(const char* section, const char* key, const QString& value) {
+    m_program.profiles.WritePrivateProfileString(QLatin1String(section), QLatin1String(key), value,
+                                                 m_program.iniPath());
+}
+
+MainLifecycle::StartResult MainLifecycle::Form_Load() {
+    // 1, 2: the version, the folders (the data folder is the Program's), the caption (the window's own).
+    m_bLoading = true;
+
+    // 3: one instance per user, unless the settings allow more.
+    if (iniInt(Setup, "AllowMultipleInstance", 0) == 0 && m_claimInstance && !m_claimInstance()) {
+        m_bLoading = false;
+        return StartResult::SecondInstance;
+    }
+
+    // 4: the run flag: what the last run left, then 1 until an orderly stop.
+    m_bLastRunFailed = iniInt(Setup, "IncorrectTerminate", 0) != 0;
+    writeIni(Setup, "IncorrectTerminate", QStringLiteral("1"));
+
+    // 5, 6
+    m_host.showSplash(VersionText());
+    m_program.loadSettings();
+
+    // 7: the version of the last run; a change only writes the new one.
+    const int version[3] = {MORVA_VERSION_MAJOR, MORVA_VERSION_MINOR, MORVA_VERSION_PATCH};
+    const char* const versionKeys[3] = {"Lastversion1", "Lastversion2", "Lastversion3"};
+    bool changed = false;
+    for (int i = 0; i < 3; ++i)
+        changed |= iniInt(MainSection, versionKeys[i], 0) != version[i];
+    if (changed)
+        for (int i = 0; i < 3; ++i)
+            writeIni(MainSection, versionKeys[i], QString::number(version[i]));
+
+    // 8-10: the tray window, the message port and the shared queue come with the desktop integration.
+    step("Main Form_Load:WMport_init");
+    step("Main Form_Load:NSM_init");
+
+    // 11: the CAPI test program is offered once: run and waited for if it is there.
+    if (iniInt(Setup, "CapiChecked", 0) == 0) {
+        const QString capitest = QDir(m_program.dataDir).filePath(QStringLiteral("capitest"));
+        if (QFileInfo(capitest).isExecutable())
+            QProcess::execute(capitest, {});
+        writeIni(Setup, "CapiChecked", QStringLiteral("1"));
+    }
+
+    // 12: there is no TAPI on this system.
+    m_program.settings.UseTapi = 0;
+
+    // 13-15
+    step("Main Form_Load:ClipboardInit");
+    step("Main Form_Load:DINFO_Init");
+
+    // 16: the stores and engines, then the line; the event timer from CtiInit on.
+    step("Main Form_Load:Phonebooks_create");
+    if (!m_program.cti.CtiInit())
+        return StartResult::LineFailed;
+    m_host.setEventTimer(true);
+
+    // 17: the view and the width of the extended window.
+    m_bShowQuick = iniInt(MainSection, "ShowQuick", 0) != 0;
+    m_bShowMSNSelect = iniInt(MainSection, "ShowMSNSelect", 0) != 0;
+    m_bShowProviderSelect = iniInt(MainSection, "ShowProviderSelect", 0) != 0;
+    m_widthEx = iniInt(MainSection, "WidthEx", DefaultWidthEx);
+
+    // 18
+    step("Main Form_Load:Main Position");
+    placeWindow();
+
+    // 19: the line's channel; the first state shown runs the action rules once.
+    step("Main Form_Load:Eurit Init");
+    if (!m_program.cti.CtiRegisterChannel())
+        return StartResult::LineFailed;
+    m_program.call.Eurit_ShowCallState(-1);
+
+    step("Main Form_Load:Monitor Tray");
+    step("Main Form_Load:Tabstrip_click");
+    step("Main Form_Load:Language");
+    m_host.applyLanguage();
+    step("Main Form_Load:Show");
+    m_host.showMain();
+    step("Main Form_Load:Unload Start");
+    m_host.closeSplash();
+    step("Main Form_Load:Init");
+    m_program.call.Init();
+    step("Main Form_Load: Finished");
+    m_bLastRunFailed = false;
+    m_bLoading = false;
+    return StartResult::Started;
+}
+
+void MainLifecycle::placeWindow() {
+    const int twips = std::max(1, m_host.twipsPerPixel());
+    const QRect screen = m_host.screenArea();
+    const int width = m_widthEx / twips;
+    const int height = iniInt(MainSection, "Fenster Height", DefaultHeight) / twips;
+    const int centredLeft = (screen.left() + (screen.width() - width) / 2) * twips;
+    const int centredTop = (screen.top() + (screen.height() - height) / 2) * twips;
+    int left = iniInt(MainSection, "Fenster Left", centredLeft) / twips;
+    int top = iniInt(MainSection, "Fenster Top", centredTop) / twips;
+    // A window that would lie outside the screen (a screen gone since) is moved back in.
+    left = std::clamp(left, screen.left(), std::max(screen.left(), screen.right() + 1 - width));
+    top = std::clamp(top, screen.top(), std::max(screen.top(), screen.bottom() + 1 - height));
+    m_host.setFrame(QRect(left, top, width, height));
+}
+
+void MainLifecycle::saveWindowPosition() {
+    const int twips = std::max(1, m_host.twipsPerPixel());
+    const QRect frame = m_host.frame();
+    writeIni(MainSection, "Fenster Width", QString::number(frame.width() * twips));
+    writeIni(MainSection, "Fenster Height", QString::number(frame.height() * twips));
+    writeIni(MainSection, "Fenster Left", QString::number(frame.left() * twips));
+    writeIni(MainSection, "Fenster Top", QString::number(frame.top() * twips));
+    m_widthEx = frame.width() * twips;
+    writeIni(MainSection, "WidthEx", QString::number(m_widthEx));
+}
+
+bool MainLifecycle::Form_QueryUnload() {
+    if (m_bLoading)
+        return false; // the program cannot be closed while it starts
+    if (m_stopped)
+        return true;
+    step("Main Form_QueryUnload: Begin");
+    if (m_iExitPass == 0) {
+        // The first pass closes the windows that may ask to save, and comes back.
+        ++m_iExitPass;
+        m_host.postClose();
+        return false;
+    }
+    m_host.setWaitCursor(true);
+    if (m_host.normalState()) {
+        step("Main Form_QueryUnload: Save WindowPos");
+        saveWindowPosition();
+    }
+    step("Main Form_QueryUnload: Save Mainstate, Provider, coloumns");
+    writeIni(MainSection, "ShowQuick", QString::number(int(m_bShowQuick)));
+    writeIni(MainSection, "ShowMSNSelect", QString::number(int(m_bShowMSNSelect)));
+    writeIni(MainSection, "ShowProviderSelect", QString::number(int(m_bShowProviderSelect)));
+    step("Main Form_QueryUnload: Wmport exit");
+    step("Main Form_QueryUnload: UnloadfrmPhone");
+    step("Main Form_QueryUnload: Unload frmEZG");
+    m_host.setEventTimer(false);
+    step("Main Form_QueryUnload: ABExit");
+    step("Main Form_QueryUnload: CTIExit");
+    m_program.stopLine();
+    step("Main Form_QueryUnload: FDSNDExit");
+    step("Main Form_QueryUnload: DINFO_Exit");
+    step("Main Form_QueryUnload: NSM Exit");
+    step("Main Form_QueryUnload: Eurit_Cfg_save");
+    if (!m_program.saveSettings())
+        m_host.showMessage(QStringLiteral("Kann Registry Key nicht anlegen!"));
+    step("Main Form_QueryUnload: HotKey Exit");
+    step("Main Form_QueryUnload: Vorwahl Exit");
+    step("Main Form_QueryUnload: Twix Exit");
+    step("Main Form_QueryUnload: Phonebooks_destroy");
+    step("Main Form_QueryUnload: Konfig_destroy");
+    step("Main Form_QueryUnload: SEZGDB_Exit");
+    step("Main Form_QueryUnload: Zeitsteuerung_Destroy");
+    step("Main Form_QueryUnload: DeleteIcon");
+    step("Main Form_QueryUnload: End .");
+    writeIni(Setup, "IncorrectTerminate", QStringLiteral("0"));
+    m_host.setWaitCursor(false);
+    m_stopped = true;
+    return true;
+}

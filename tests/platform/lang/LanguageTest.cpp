@@ -1,0 +1,334 @@
+// The language catalogs and the language module over them: the catalogs built into the program agree
+// with each other and with the code, and the choice of language follows the library table.
+
+#include "shell/Language.h"
+#include "platform/lang/LanguageCatalogs.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSet>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+const QStringList& allLibraries() {
+    static const QStringList libraries{QStringLiteral("lang_de.dll"), QStringLiteral("lang_fi.dll"),
+                                       QStringLiteral("lang_fr.dll"), QStringLiteral("lang_it.dll"),
+                                       QStringLiteral("lang_nl.dll"), QStringLiteral("lang_no.dll"),
+                                       QStringLiteral("lang_uk.dll")};
+    return libraries;
+}
+
+// The repository's root, from the place of this file: tests/platform/lang/LanguageTest.cpp.
+QString sourceRoot() {
+    QDir dir = QFileInfo(QString::fromUtf8(__FILE__)).absoluteDir();
+    for (int i = 0; i < 3; ++i)
+        dir.cdUp();
+    return dir.absolutePath();
+}
+
+// The numbers that the code asks for with a literal number as the argument of LanguageString.
+QSet<int> numbersUsedInCode() {
+    static const QRegularExpression call(QStringLiteral(R"(LanguageString\(\s*(\d+)\s*\))"));
+    const QString root = sourceRoot();
+    QSet<int> numbers;
+    QDirIterator it(root, {QStringLiteral("*.cpp"), QStringLiteral("*.h")}, QDir::Files,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        const QString relative = QDir(root).relativeFilePath(path);
+        if (relative.startsWith(QStringLiteral("build")) || relative.startsWith(QLatin1Char('.')))
+            continue;
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            continue;
+        const QString text = QString::fromUtf8(file.readAll());
+        for (auto match = call.globalMatch(text); match.hasNext();)
+            numbers.insert(match.next().captured(1).toInt());
+    }
+    return numbers;
+}
+
+void writeFile(const QString& path, const QByteArray& contents) {
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(contents);
+}
+
+// The index (from 1) of a library in the language list.
+int listIndexOf(const QString& library) {
+    return int(allLibraries().indexOf(library)) + 1;
+}
+} // namespace
+
+TEST(LanguageCatalogs, BuiltIntoTheProgram) {
+    EXPECT_TRUE(QFile::exists(QStringLiteral(":/lang/lang_uk.txt")));
+    LanguageCatalogs catalogs;
+    QString names;
+    EXPECT_EQ(catalogs.GetLanguages(names), 7);
+    EXPECT_EQ(names.split(QLatin1Char('\\')), allLibraries());
+}
+
+TEST(LanguageCatalogs, AllHoldTheSameNumbersWithTexts) {
+    LanguageCatalogs catalogs;
+    ASSERT_GE(catalogs.SetLanguageDLL(QStringLiteral("lang_uk.dll")), 0);
+    const QList<int> english = catalogs.Numbers();
+    ASSERT_GT(english.size(), 200);
+    for (const QString& library : allLibraries()) {
+        ASSERT_GE(catalogs.SetLanguageDLL(library), 0) << library.toStdString();
+        EXPECT_EQ(catalogs.Numbers(), english) << library.toStdString();
+        for (int number : english) {
+            EXPECT_FALSE(catalogs.GetResString(number).trimmed().isEmpty())
+                << library.toStdString() << " " << number;
+        }
+    }
+}
+
+TEST(LanguageCatalogs, HoldEveryNumberTheCodeAsksFor) {
+    const QSet<int> used = numbersUsedInCode();
+    ASSERT_TRUE(used.contains(5160)) << "the source scan found " << used.size() << " numbers";
+    LanguageCatalogs catalogs;
+    for (const QString& library : allLibraries()) {
+        ASSERT_GE(catalogs.SetLanguageDLL(library), 0);
+        for (int number : used)
+            EXPECT_FALSE(catalogs.GetResString(number).isEmpty()) << library.toStdString() << " " << number;
+    }
+}
+
+TEST(LanguageCatalogs, EachLanguageNamesItselfDifferently) {
+    const QStringList own{QStringLiteral("Deutsch"),    QStringLiteral("Suomi"),
+                          QStringLiteral("Français"),   QStringLiteral("Italiano"),
+                          QStringLiteral("Nederlands"), QStringLiteral("Norsk"),
+                          QStringLiteral("English")};
+    LanguageCatalogs catalogs;
+    for (qsizetype i = 0; i < allLibraries().size(); ++i) {
+        ASSERT_GE(catalogs.SetLanguageDLL(allLibraries().at(i)), 0);
+        EXPECT_EQ(catalogs.GetResString(90), own.at(i));
+    }
+}
+
+TEST(LanguageCatalogs, UnknownNumbersAndLibraries) {
+    LanguageCatalogs catalogs;
+    const int unknown = 4242;
+    EXPECT_EQ(catalogs.GetResString(90), QString()) << "no catalog set yet";
+    EXPECT_LT(catalogs.SetLanguageDLL(QStringLiteral("lang_xx.dll")), 0);
+    EXPECT_LT(catalogs.SetLanguageDLL(QStringLiteral("capilink.dll")), 0);
+    ASSERT_GE(catalogs.SetLanguageDLL(QStringLiteral("LANG_DE.DLL")), 0) << "names are compared without case";
+    EXPECT_EQ(catalogs.GetResString(unknown), QString());
+    EXPECT_LT(catalogs.SetLanguageDLL(QStringLiteral("lang_xx.dll")), 0);
+    EXPECT_EQ(catalogs.GetResString(90), QStringLiteral("Deutsch")) << "a failed switch keeps the catalog";
+    ASSERT_GE(catalogs.SetLanguageDLL(QString(QStringLiteral("lang_uk.dll")) + QChar(0)), 0)
+        << "a name with its closing NUL";
+    EXPECT_EQ(catalogs.GetResString(90), QStringLiteral("English"));
+}
+
+TEST(LanguageCatalogs, MalformedLinesArePassedOver) {
+    const QByteArray contents = "# a comment\n"
+                                "\n"
+                                "90\tTest\r\n"
+                                "abc\tnot a number\n"
+                                "100 no tab\n"
+                                "\t101 no number\n"
+                                "999999\ttoo big\n"
+                                "102\tunknown \\q escape\n"
+                                "103\tends in a backslash\\\n"
+                                "104\tline\\none\\ttab \\\\ back \n"
+                                "105\tfirst\n"
+                                "105\tsecond\n"
+                                "106\t\xc3\xa4\xc3\xb6\xc3\xbc\n"
+                                "-7\tnegative\n"
+                                "107";
+    const QHash<int, QString> texts = LanguageCatalogs::Parse(contents);
+    EXPECT_EQ(texts.size(), 4);
+    EXPECT_EQ(texts.value(90), QStringLiteral("Test"));
+    EXPECT_EQ(texts.value(104), QStringLiteral("line\none\ttab \\ back "));
+    EXPECT_EQ(texts.value(105), QStringLiteral("first"));
+    EXPECT_EQ(texts.value(106), QStringLiteral("äöü"));
+}
+
+TEST(LanguageCatalogs, ReadOncePerCatalog) {
+    QTemporaryDir dir;
+    const QString file = dir.filePath(QStringLiteral("lang_uk.txt"));
+    writeFile(file, "90\tEnglish\n");
+    LanguageCatalogs catalogs(dir.path());
+    ASSERT_GE(catalogs.SetLanguageDLL(QStringLiteral("lang_uk.dll")), 0);
+    writeFile(file, "90\tChanged\n");
+    ASSERT_GE(catalogs.SetLanguageDLL(QStringLiteral("lang_uk.dll")), 0);
+    EXPECT_EQ(catalogs.GetResString(90), QStringLiteral("English"));
+    ASSERT_TRUE(QFile::remove(file));
+    EXPECT_GE(catalogs.SetLanguageDLL(QStringLiteral("lang_uk.dll")), 0);
+    EXPECT_LT(catalogs.SetLanguageDLL(QStringLiteral("lang_de.dll")), 0);
+}
+
+TEST(Language, ProductNameWhereverAndAsOftenAsItStands) {
+    QTemporaryDir dir;
+    writeFile(dir.filePath(QStringLiteral("lang_uk.txt")),
+              "90\tEnglish\n1\t%p\n2\t%p starts, %p%p ends %p\n3\t100%\n");
+    Language language(dir.path());
+    const int one = 1, two = 2, three = 3;
+    EXPECT_EQ(language.LanguageString(one), QStringLiteral("Morva"));
+    EXPECT_EQ(language.LanguageString(two), QStringLiteral("Morva starts, MorvaMorva ends Morva"));
+    EXPECT_EQ(language.LanguageString(three), QStringLiteral("100%"));
+
+    Language builtIn;
+    for (const QString& library : allLibraries()) {
+        LanguageCatalogs catalogs;
+        ASSERT_GE(catalogs.SetLanguageDLL(library), 0);
+        QStringList names;
+        builtIn.LanguageFillList(&names);
+        builtIn.LanguageApply(listIndexOf(library));
+        ASSERT_EQ(builtIn.LanguageLibrary(), library);
+        for (int number : catalogs.Numbers()) {
+            const QString raw = catalogs.GetResString(number);
+            const QString text = builtIn.LanguageString(number);
+            EXPECT_FALSE(text.contains(QStringLiteral("%p"))) << library.toStdString() << " " << number;
+            EXPECT_EQ(text.count(QStringLiteral("Morva")),
+                      raw.count(QStringLiteral("%p")) + raw.count(QStringLiteral("Morva")));
+        }
+    }
+}
+
+TEST(Language, CutAt255Characters) {
+    QTemporaryDir dir;
+    writeFile(dir.filePath(QStringLiteral("lang_uk.txt")), "90\tEnglish\n1\t" + QByteArray(300, 'x') + "\n");
+    Language language(dir.path());
+    const int number = 1;
+    EXPECT_EQ(language.LanguageString(number), QString(255, QLatin1Char('x')));
+}
+
+TEST(Language, EnglishByDefaultWithItsKnownTexts) {
+    Language language;
+    EXPECT_EQ(language.LanguageId(), 9);
+    EXPECT_EQ(language.LanguageLibrary(), QStringLiteral("lang_uk.dll"));
+    EXPECT_EQ(language.LanguageString(619), QStringLiteral("Idle"));
+    EXPECT_EQ(language.LanguageString(620), QStringLiteral("Unknown call state"));
+    EXPECT_EQ(language.LanguageString(624), QStringLiteral("Connected"));
+    EXPECT_EQ(language.LanguageString(626), QStringLiteral("Ringing"));
+    EXPECT_EQ(language.LanguageString(629), QStringLiteral("(outgoing)"));
+    EXPECT_EQ(language.LanguageString(630), QStringLiteral("(incoming)"));
+    EXPECT_EQ(language.LanguageString(631), QStringLiteral("Answering machine"));
+    EXPECT_EQ(language.LanguageString(3200), QStringLiteral("Number:"));
+    EXPECT_EQ(language.LanguageString(3201), QStringLiteral("Current call"));
+    EXPECT_EQ(language.LanguageString(3202), QStringLiteral("State:"));
+    EXPECT_EQ(language.LanguageString(3203), QStringLiteral("Charges:"));
+    EXPECT_EQ(language.LanguageString(3204), QStringLiteral("Duration:"));
+    EXPECT_EQ(language.LanguageString(3223), QStringLiteral("MSN:"));
+    EXPECT_EQ(language.LanguageString(3224), QStringLiteral("Place:"));
+    EXPECT_EQ(language.LanguageString(5160), QStringLiteral("no MSN"));
+    const int unknown = 4242;
+    EXPECT_EQ(language.LanguageString(unknown), QString());
+}
+
+TEST(Language, NumberToLibraryTable) {
+    EXPECT_EQ(Language::LibraryOfNumber(7), QStringLiteral("lang_de.dll"));
+    EXPECT_EQ(Language::LibraryOfNumber(9), QStringLiteral("lang_uk.dll"));
+    EXPECT_EQ(Language::LibraryOfNumber(12), QStringLiteral("lang_fr.dll"));
+    EXPECT_EQ(Language::LibraryOfNumber(16), QStringLiteral("lang_it.dll"));
+    EXPECT_EQ(Language::LibraryOfNumber(19), QStringLiteral("lang_nl.dll"));
+    EXPECT_EQ(Language::LibraryOfNumber(20), QStringLiteral("lang_no.dll"));
+    EXPECT_EQ(Language::LibraryOfNumber(11), QStringLiteral("lang_uk.dll")) << "Finnish has no way back";
+    EXPECT_EQ(Language::LibraryOfNumber(0), QStringLiteral("lang_uk.dll"));
+    EXPECT_EQ(Language::LibraryOfNumber(10), QStringLiteral("lang_uk.dll"));
+    EXPECT_EQ(Language::NumberOfLibrary(QStringLiteral("LANG_FI.DLL")), 11);
+    EXPECT_EQ(Language::NumberOfLibrary(QStringLiteral("lang_No.dll")), 20);
+    EXPECT_EQ(Language::NumberOfLibrary(QStringLiteral("lang_xx.dll")), 0);
+
+    Language language;
+    language.LanguageSet(7);
+    EXPECT_EQ(language.LanguageString(90), QStringLiteral("Deutsch"));
+    EXPECT_EQ(language.LanguageId(), 9) << "LanguageSet doesn't change the current number";
+    language.LanguageSet(11);
+    EXPECT_EQ(language.LanguageString(90), QStringLiteral("English"));
+    language.LanguageSet(55);
+    EXPECT_EQ(language.LanguageString(90), QStringLiteral("English"));
+    language.setLanguageId(20);
+    EXPECT_EQ(language.LanguageId(), 20);
+    EXPECT_EQ(language.LanguageString(90), QStringLiteral("Norsk"));
+}
+
+TEST(Language, FinnishOnlyThroughTheList) {
+    Language language;
+    QStringList names;
+    ASSERT_EQ(language.LanguageFillList(&names), 7);
+    const int finnish = listIndexOf(QStringLiteral("lang_fi.dll"));
+    language.LanguageApply(finnish);
+    EXPECT_EQ(language.LanguageId(), 11);
+    EXPECT_EQ(language.LanguageLibrary(), QStringLiteral("lang_fi.dll"));
+    EXPECT_EQ(language.LanguageString(90), QStringLiteral("Suomi"));
+    EXPECT_EQ(language.LanguageSelect(), finnish);
+
+    // Filling the list again keeps Finnish for this run.
+    language.LanguageFillList(&names);
+    EXPECT_EQ(language.LanguageString(90), QStringLiteral("Suomi"));
+
+    // At the next start the stored number 11 gives English.
+    Language nextStart;
+    nextStart.setLanguageId(language.LanguageId());
+    EXPECT_EQ(nextStart.LanguageString(90), QStringLiteral("English"));
+    nextStart.LanguageFillList(nullptr);
+    EXPECT_EQ(nextStart.LanguageSelect(), finnish) << "the list still shows the stored language";
+}
+
+TEST(Language, ListShowsEachLanguageInItsOwnAndKeepsTheCurrent) {
+    Language language;
+    language.setLanguageId(7);
+    QStringList names{QStringLiteral("stale")};
+    EXPECT_EQ(language.LanguageFillList(&names), 7);
+    EXPECT_EQ(names,
+              (QStringList{QStringLiteral("Deutsch"), QStringLiteral("Suomi"), QStringLiteral("Français"),
+                           QStringLiteral("Italiano"), QStringLiteral("Nederlands"), QStringLiteral("Norsk"),
+                           QStringLiteral("English")}));
+    EXPECT_EQ(language.LanguageLibrary(), QStringLiteral("lang_de.dll"));
+    EXPECT_EQ(language.LanguageString(90), QStringLiteral("Deutsch"));
+    EXPECT_EQ(language.LanguageSelect(), 1);
+
+    language.LanguageApply(4);
+    EXPECT_EQ(language.LanguageId(), 16);
+    EXPECT_EQ(language.LanguageString(90), QStringLiteral("Italiano"));
+    EXPECT_EQ(language.LanguageSelect(), 4);
+    language.LanguageApply(0);
+    language.LanguageApply(8);
+    EXPECT_EQ(language.LanguageId(), 16) << "indexes outside the list change nothing";
+
+    language.setLanguageId(33);
+    EXPECT_EQ(language.LanguageSelect(), 0);
+}
+
+TEST(Language, ListLeavesOutCatalogsThatCannotBeRead) {
+    QTemporaryDir dir;
+    writeFile(dir.filePath(QStringLiteral("lang_uk.txt")), "90\tEnglish\n");
+    writeFile(dir.filePath(QStringLiteral("lang_de.txt")), "90\tDeutsch\n");
+    writeFile(dir.filePath(QStringLiteral("lang_xx.txt")), "90\tUnknown\n");
+    writeFile(dir.filePath(QStringLiteral("readme.txt")), "90\tnot a catalog\n");
+    QFile::setPermissions(dir.filePath(QStringLiteral("lang_de.txt")), QFileDevice::WriteOwner);
+    const bool unreadable = !QFile(dir.filePath(QStringLiteral("lang_de.txt"))).open(QIODevice::ReadOnly);
+    Language language(dir.path());
+    QStringList names;
+    language.LanguageFillList(&names);
+    if (unreadable) {
+        EXPECT_EQ(names, (QStringList{QStringLiteral("English"), QStringLiteral("Unknown")}));
+    }
+    EXPECT_TRUE(names.contains(QStringLiteral("Unknown"))) << "a catalog outside the table is still listed";
+    EXPECT_EQ(language.LanguageString(90), QStringLiteral("English"));
+    const int before = language.LanguageId();
+    language.LanguageApply(int(names.size()));
+    EXPECT_EQ(language.LanguageId(), before) << "a name outside the table gives no number";
+}
+
+TEST(Language, HelpFolderOfTheLanguageOrEnglish) {
+    QTemporaryDir data;
+    ASSERT_TRUE(QDir(data.path()).mkpath(QStringLiteral("help/de")));
+    ASSERT_TRUE(QDir(data.path()).mkpath(QStringLiteral("help/uk")));
+    Language language;
+    EXPECT_EQ(language.HelpFileName(data.path()),
+              data.filePath(QStringLiteral("help/uk")) + QLatin1Char('/'));
+    language.LanguageSet(7);
+    EXPECT_EQ(language.HelpFileName(data.path()),
+              data.filePath(QStringLiteral("help/de")) + QLatin1Char('/'));
+    language.LanguageSet(12);
+    EXPECT_EQ(language.HelpFileName(data.path()),
+              data.filePath(QStringLiteral("help/uk")) + QLatin1Char('/'));
+}

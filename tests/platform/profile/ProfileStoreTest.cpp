@@ -1,0 +1,259 @@
+#include "platform/profile/ProfileStore.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <thread>
+#include <vector>
+
+namespace {
+
+class ProfileStoreTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(m_dir.isValid());
+        m_store.problemReport = [this](const QString& line) {
+            m_reports << line;
+        };
+    }
+    QString path(const QString& name = QStringLiteral("Morva.ini")) const { return m_dir.filePath(name); }
+    void put(const QByteArray& bytes, const QString& name = QStringLiteral("Morva.ini")) const {
+        QFile file(path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(bytes);
+    }
+    QByteArray contents(const QString& name = QStringLiteral("Morva.ini")) const {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    QString str(const QString& section, const QString& key, const QString& def = QStringLiteral("none")) {
+        return m_store.GetPrivateProfileString(section, key, def, path());
+    }
+    int32_t num(const QString& key, int32_t def = -99) {
+        return m_store.GetPrivateProfileInt(QStringLiteral("Setup"), key, def, path());
+    }
+    bool write(const QString& section, const QString& key, const QString& value) {
+        return m_store.WritePrivateProfileString(section, key, value, path());
+    }
+
+    QTemporaryDir m_dir;
+    ProfileStore m_store;
+    QStringList m_reports;
+};
+
+const QString kSetup = QStringLiteral("Setup");
+
+TEST_F(ProfileStoreTest, SectionsAndKeysAreFoundWithoutRegardToCaseAndFirstKeyWins) {
+    put("[SETUP]\nCom Port = 4\ncom port=5\n  Fenster Left  =  120  \n[Größe]\nÄnderung=ja\n");
+    EXPECT_EQ(num(QStringLiteral("com PORT")), 4);
+    EXPECT_EQ(num(QStringLiteral("Fenster Left")), 120);
+    EXPECT_EQ(str(QStringLiteral("GRÖßE"), QStringLiteral("änderung")), QStringLiteral("ja"));
+    EXPECT_EQ(str(QStringLiteral("GRÖSSE"), QStringLiteral("änderung")), QStringLiteral("none"))
+        << "ß and SS are different names, as on Windows";
+    EXPECT_EQ(m_store.SectionKeys(QStringLiteral("setup"), path()),
+              QStringList({QStringLiteral("Com Port"), QStringLiteral("Fenster Left")}));
+    EXPECT_TRUE(write(QStringLiteral("setup"), QStringLiteral("COM PORT"), QStringLiteral("7")));
+    EXPECT_EQ(contents(),
+              "[SETUP]\nCom Port=7\ncom port=5\n  Fenster Left  =  120  \n[Größe]\nÄnderung=ja\n");
+}
+
+TEST_F(ProfileStoreTest, MissingFileSectionOrKeyGivesTheDefault) {
+    EXPECT_EQ(num(QStringLiteral("MSNAnzahl"), 3), 3);
+    EXPECT_EQ(str(kSetup, QStringLiteral("LandesCode"), QStringLiteral("49")), QStringLiteral("49"));
+    EXPECT_EQ(str(kSetup, QStringLiteral("X"), QStringLiteral("ab  ")), QStringLiteral("ab"));
+    EXPECT_TRUE(m_store.SectionKeys(kSetup, path()).isEmpty());
+    EXPECT_FALSE(QFile::exists(path())) << "reading never creates the file";
+    put("[Setup]\nMSNAnzahl=5\nEmpty=\n");
+    EXPECT_EQ(num(QStringLiteral("Missing"), 3), 3);
+    EXPECT_EQ(str(QStringLiteral("Main"), QStringLiteral("MSNAnzahl")), QStringLiteral("none"));
+    EXPECT_EQ(num(QStringLiteral("Empty"), 8), 8) << "an empty value reads as the default number";
+    EXPECT_EQ(str(kSetup, QStringLiteral("Empty")), QString());
+    EXPECT_TRUE(m_reports.isEmpty());
+}
+
+TEST_F(ProfileStoreTest, NumbersAreTheLeadingSignedDecimal) {
+    put("[Setup]\na=-5\nb=+7\nc= 12 \nd=3abc\ne=abc\nf=  -12abc\ng=4294967297\nh=2147483648\n"
+        "i=\"42\"\nj=0x10\nk=--3\n");
+    EXPECT_EQ(num(QStringLiteral("a")), -5);
+    EXPECT_EQ(num(QStringLiteral("b")), 7);
+    EXPECT_EQ(num(QStringLiteral("c")), 12);
+    EXPECT_EQ(num(QStringLiteral("d")), 3);
+    EXPECT_EQ(num(QStringLiteral("e")), 0);
+    EXPECT_EQ(num(QStringLiteral("f")), -12);
+    EXPECT_EQ(num(QStringLiteral("g")), 1) << "wraps at 32 bits";
+    EXPECT_EQ(num(QStringLiteral("h")), INT32_MIN);
+    EXPECT_EQ(num(QStringLiteral("i")), 42);
+    EXPECT_EQ(num(QStringLiteral("j")), 0);
+    EXPECT_EQ(num(QStringLiteral("k")), 0);
+}
+
+TEST_F(ProfileStoreTest, StringsAreTrimmedUnquotedOnceAndCutAt255) {
+    const QByteArray longValue(300, 'x');
+    put("[Setup]\nq=  \"  spaced  \"  \nqq=\"\"twice\"\"\nhalf=\"open\nlong=" + longValue + "\nquoted=\"" +
+        longValue + "\"\n");
+    EXPECT_EQ(str(kSetup, QStringLiteral("q")), QStringLiteral("  spaced  "));
+    EXPECT_EQ(str(kSetup, QStringLiteral("qq")), QStringLiteral("\"twice\""));
+    EXPECT_EQ(str(kSetup, QStringLiteral("half")), QStringLiteral("\"open"));
+    EXPECT_EQ(str(kSetup, QStringLiteral("long")), QString(255, u'x'));
+    EXPECT_EQ(str(kSetup, QStringLiteral("quoted")), QString(255, u'x'));
+    EXPECT_EQ(str(kSetup, QStringLiteral("none"), QString(300, u'y')).size(), 255);
+}
+
+TEST_F(ProfileStoreTest, WritesKeepOrderCommentsUnknownKeysAndLineEndings) {
+    put("; Morva settings\r\n\r\n[Setup]\r\nCom Port=1\r\nUnknown=kept\r\n\r\n[Main]\r\n; window\r\n"
+        "WidthEx=8240\r\n");
+    EXPECT_TRUE(write(kSetup, QStringLiteral("USETAPI"), QStringLiteral("0")));
+    EXPECT_TRUE(write(QStringLiteral("main"), QStringLiteral("WidthEx"), QStringLiteral("9000")));
+    EXPECT_TRUE(write(QStringLiteral("Nummern"), QStringLiteral("Nummer1"), QStringLiteral("089 123")));
+    EXPECT_EQ(contents(), "; Morva settings\r\n\r\n[Setup]\r\nCom Port=1\r\nUnknown=kept\r\nUSETAPI=0\r\n\r\n"
+                          "[Main]\r\n; window\r\nWidthEx=9000\r\n[Nummern]\r\nNummer1=089 123\r\n");
+    EXPECT_EQ(str(QStringLiteral("NUMMERN"), QStringLiteral("nummer1")), QStringLiteral("089 123"));
+
+    EXPECT_TRUE(QFile::remove(path()));
+    EXPECT_TRUE(write(kSetup, QStringLiteral("Prefix"), QStringLiteral("line\nbreak")));
+    EXPECT_EQ(contents(), "[Setup]\nPrefix=line break\n") << "a new file gets LF";
+    EXPECT_FALSE(write(kSetup, QStringLiteral("a=b"), QStringLiteral("1")));
+    EXPECT_FALSE(write(QStringLiteral("x]y"), QStringLiteral("a"), QStringLiteral("1")));
+}
+
+TEST_F(ProfileStoreTest, RemovingAKeyAndASection) {
+    put("[Actions]\nAnzahl=2\nAction1 Nbst=1\nanzahl=9\n\n[Main]\nS00=700\n[actions]\nAction2 Typ=8\n");
+    EXPECT_TRUE(write(QStringLiteral("Actions"), QStringLiteral("ANZAHL"), QString()));
+    EXPECT_EQ(m_store.GetPrivateProfileInt(QStringLiteral("Actions"), QStringLiteral("Anzahl"), 0, path()),
+              0);
+    EXPECT_TRUE(write(QStringLiteral("Actions"), QStringLiteral("NotThere"), QString()));
+    EXPECT_TRUE(write(QStringLiteral("Nowhere"), QStringLiteral("NotThere"), QString()));
+    EXPECT_EQ(contents(), "[Actions]\nAction1 Nbst=1\n\n[Main]\nS00=700\n[actions]\nAction2 Typ=8\n");
+    EXPECT_TRUE(m_store.DeleteSection(QStringLiteral("ACTIONS"), path()));
+    EXPECT_EQ(contents(), "[Main]\nS00=700\n");
+    EXPECT_TRUE(m_store.SectionKeys(QStringLiteral("Actions"), path()).isEmpty());
+    EXPECT_TRUE(m_store.DeleteSection(QStringLiteral("Gone"), path()));
+}
+
+TEST_F(ProfileStoreTest, AFailedWriteLeavesTheOldFileIntact) {
+    put("[Setup]\nCom Port=2\n");
+    const QByteArray before = contents();
+    // Files may not grow beyond 64 bytes, so the new content cannot be completed on disk.
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = old;
+    small.rlim_cur = 64;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const bool written = write(kSetup, QStringLiteral("Big"), QString(200, u'z'));
+    setrlimit(RLIMIT_FSIZE, &old);
+    std::signal(SIGXFSZ, oldHandler);
+    EXPECT_FALSE(written);
+    EXPECT_EQ(contents(), before);
+    EXPECT_EQ(QDir(m_dir.path()).entryList(QDir::Files), QStringList(QStringLiteral("Morva.ini")));
+    EXPECT_EQ(num(QStringLiteral("Big"), 5), 5);
+    EXPECT_EQ(num(QStringLiteral("Com Port")), 2);
+
+    ASSERT_TRUE(QDir(m_dir.path()).mkdir(QStringLiteral("Dir.ini")));
+    EXPECT_FALSE(m_store.WritePrivateProfileString(kSetup, QStringLiteral("a"), QStringLiteral("1"),
+                                                   path(QStringLiteral("Dir.ini"))));
+    EXPECT_FALSE(m_store.WritePrivateProfileString(kSetup, QStringLiteral("a"), QStringLiteral("1"),
+                                                   path(QStringLiteral("no/such/Morva.ini"))));
+}
+
+TEST_F(ProfileStoreTest, AReadOnlyFolderRefusesTheWrite) {
+    if (geteuid() == 0)
+        GTEST_SKIP() << "root writes into read-only folders";
+    put("[Setup]\nCom Port=2\n");
+    QFile::setPermissions(m_dir.path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    EXPECT_FALSE(write(kSetup, QStringLiteral("Com Port"), QStringLiteral("3")));
+    QFile::setPermissions(m_dir.path(),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    EXPECT_EQ(contents(), "[Setup]\nCom Port=2\n");
+}
+
+TEST_F(ProfileStoreTest, FilesThatAreNotUtf8AreReadAsWindows1252AndWrittenAsUtf8) {
+    put("[Setup]\r\nName=\xE4\xFC\r\nSign=\x80 \x9F\r\n");
+    EXPECT_EQ(str(kSetup, QStringLiteral("Name")), QStringLiteral("äü"));
+    EXPECT_EQ(str(kSetup, QStringLiteral("Sign")), QStringLiteral("€ Ÿ"));
+    EXPECT_TRUE(write(kSetup, QStringLiteral("Ort"), QStringLiteral("Köln")));
+    EXPECT_EQ(contents(),
+              "[Setup]\r\nName=\xC3\xA4\xC3\xBC\r\nSign=\xE2\x82\xAC \xC5\xB8\r\nOrt=K\xC3\xB6ln\r\n");
+
+    put("\xEF\xBB\xBF[Setup]\nName=\xC3\xA4\n");
+    EXPECT_EQ(str(kSetup, QStringLiteral("Name")), QStringLiteral("ä")) << "a byte order mark is skipped";
+    EXPECT_TRUE(write(kSetup, QStringLiteral("Name"), QStringLiteral("ö")));
+    EXPECT_EQ(contents(), "[Setup]\nName=\xC3\xB6\n") << "and not written";
+    EXPECT_TRUE(m_reports.isEmpty());
+}
+
+TEST_F(ProfileStoreTest, AGarbledFileReadsAsEmptyOnceReportedAndIsKeptAsideOnTheNextWrite) {
+    static const char kRaw[] = "MZ\x90\0\x03\0\0\0[Setup]\nCom Port=9\n";
+    const QByteArray binary(kRaw, sizeof(kRaw) - 1);
+    put(binary);
+    EXPECT_EQ(num(QStringLiteral("Com Port"), 1), 1);
+    EXPECT_EQ(str(kSetup, QStringLiteral("Com Port"), QStringLiteral("d")), QStringLiteral("d"));
+    ASSERT_EQ(m_reports.size(), 1) << "reported once while the file is unchanged";
+    EXPECT_TRUE(m_reports[0].contains(path()));
+
+    EXPECT_TRUE(write(kSetup, QStringLiteral("Gone"), QString())) << "nothing to change: left alone";
+    EXPECT_EQ(contents(), binary);
+    EXPECT_TRUE(write(kSetup, QStringLiteral("Com Port"), QStringLiteral("2")));
+    EXPECT_EQ(contents(), "[Setup]\nCom Port=2\n");
+    EXPECT_EQ(contents(QStringLiteral("Morva.ini.bad")), binary);
+    ASSERT_EQ(m_reports.size(), 2);
+    EXPECT_TRUE(m_reports[1].contains(QStringLiteral("Morva.ini.bad")));
+    EXPECT_EQ(num(QStringLiteral("Com Port")), 2);
+
+    put("This is a letter, not settings.\nDear user,\n" + QByteArray(100, 'a') + "\n");
+    EXPECT_EQ(num(QStringLiteral("Com Port"), 1), 1);
+    put("[Setup]\nlong=" + QByteArray(70000, 'x') + "\n");
+    EXPECT_EQ(str(kSetup, QStringLiteral("long")), QStringLiteral("none"));
+    EXPECT_EQ(m_reports.size(), 4);
+    put("\n  \n");
+    EXPECT_EQ(num(QStringLiteral("Com Port"), 1), 1);
+    EXPECT_EQ(m_reports.size(), 4) << "blank is empty, not garbled";
+}
+
+TEST_F(ProfileStoreTest, TheKeptCopySeesChangesMadeOutside) {
+    put("[Setup]\nCom Port=1\n");
+    EXPECT_EQ(num(QStringLiteral("Com Port")), 1);
+    put("[Setup]\nCom Port=12\n"); // other size
+    EXPECT_EQ(num(QStringLiteral("Com Port")), 12);
+    {
+        QFile file(path()); // same size, same content length: the modification time tells
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        file.write("[Setup]\nCom Port=34\n");
+        ASSERT_TRUE(
+            file.setFileTime(QDateTime::currentDateTime().addSecs(5), QFileDevice::FileModificationTime));
+    }
+    EXPECT_EQ(num(QStringLiteral("Com Port")), 34);
+    EXPECT_TRUE(write(kSetup, QStringLiteral("Com Port"), QStringLiteral("5")));
+    {
+        QFile file(path()); // right after our own write, same size and inode
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        file.write("[Setup]\nCom Port=6\n");
+        ASSERT_TRUE(
+            file.setFileTime(QDateTime::currentDateTime().addSecs(10), QFileDevice::FileModificationTime));
+    }
+    EXPECT_EQ(num(QStringLiteral("Com Port")), 6);
+    QFile::remove(path());
+    EXPECT_EQ(num(QStringLiteral("Com Port")), -99);
+}
+
+TEST_F(ProfileStoreTest, ConcurrentWritersAreSerialised) {
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 4; ++t) {
+        writers.emplace_back([this, t] {
+            for (int i = 0; i < 20; ++i)
+                write(kSetup, QStringLiteral("T%1_%2").arg(t).arg(i), QString::number(i));
+        });
+    }
+    for (std::thread& writer : writers)
+        writer.join();
+    EXPECT_EQ(m_store.SectionKeys(kSetup, path()).size(), 80);
+}
+
+} // namespace
