@@ -24,45 +24,40 @@
 Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(program) {
     setObjectName(QStringLiteral("Main"));
     setWindowTitle(QStringLiteral("Morva"));
-    const Language& lang = m_program.language;
-
     m_tbrBigButtons = addToolBar(QStringLiteral("Calls"));
     m_tbrBigButtons->setObjectName(QStringLiteral("tbrBigButtons"));
     m_tbrBigButtons->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
     m_tbrBigButtons->setIconSize(QSize(32, 32));
     m_tbrBigButtons->setMovable(false);
     QStyle* st = style();
-    addButton("PHONEBOOK", tr("Phonebook"),
-              QIcon::fromTheme(QStringLiteral("x-office-address-book"),
-                               st->standardIcon(QStyle::SP_FileDialogContentsView)))
+    addButton("PHONEBOOK", QIcon::fromTheme(QStringLiteral("x-office-address-book"),
+                                            st->standardIcon(QStyle::SP_FileDialogContentsView)))
         ->setEnabled(false);
-    addButton("PROTOKOLL", tr("Call log"),
-              QIcon::fromTheme(QStringLiteral("document-open-recent"),
-                               st->standardIcon(QStyle::SP_FileDialogDetailedView)))
+    addButton("PROTOKOLL", QIcon::fromTheme(QStringLiteral("document-open-recent"),
+                                            st->standardIcon(QStyle::SP_FileDialogDetailedView)))
         ->setEnabled(false);
     m_tbrBigButtons->addSeparator();
-    addButton("DIAL", tr("Dial"),
+    addButton("DIAL",
               QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_ArrowRight)));
-    addButton("ANSWER", tr("Answer"),
+    addButton("ANSWER",
               QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_DialogYesButton)));
-    addButton("ANSWERAB", tr("Take over"),
+    addButton("ANSWERAB",
               QIcon::fromTheme(QStringLiteral("call-start"), st->standardIcon(QStyle::SP_MediaVolume)));
-    addButton("HANGUP", tr("Hang up"),
+    addButton("HANGUP",
               QIcon::fromTheme(QStringLiteral("call-stop"), st->standardIcon(QStyle::SP_DialogCancelButton)));
     connect(m_tbrBigButtons, &QToolBar::actionTriggered, this, &Main::tbrBigButtons_ButtonClick);
 
     auto* central = new QWidget(this);
     auto* layout = new QVBoxLayout(central);
-    m_Frame1 = new QGroupBox(lang.LanguageString(3201), central);
+    m_Frame1 = new QGroupBox(central);
     m_Frame1->setObjectName(QStringLiteral("Frame1"));
     auto* grid = new QGridLayout(m_Frame1);
     grid->setColumnStretch(1, 1);
 
-    auto* Label1 = new QLabel(lang.LanguageString(3200), m_Frame1);
+    auto* Label1 = new QLabel(m_Frame1);
     Label1->setObjectName(QStringLiteral("Label1"));
     m_txtNumber = new QLineEdit(m_Frame1);
     m_txtNumber->setObjectName(QStringLiteral("txtNumber"));
-    m_txtNumber->setPlaceholderText(tr("Number to dial"));
     m_txtNumber->setClearButtonEnabled(true);
     m_txtNumber->installEventFilter(this);
     Label1->setBuddy(m_txtNumber);
@@ -80,11 +75,11 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     m_lblName->setTextInteractionFlags(Qt::TextSelectableByMouse);
     grid->addWidget(m_lblName, 1, 0, 1, 2);
 
-    m_lblOrt = addField(grid, 2, "lblOrtLabel", 3224, "lblOrt");
-    m_lblMSN = addField(grid, 3, "lblMSNLabel", 3223, "lblMSN");
-    m_lblStatus = addField(grid, 4, "Laststate_label", 3202, "lblStatus");
-    m_lblDauer = addField(grid, 5, "Last_dauer_label", 3204, "lblDauer");
-    m_lblGebühren = addField(grid, 6, "Last_Gebühren_label", 3203, "lblGebühren");
+    m_lblOrt = addField(grid, 2, "lblOrtLabel", "lblOrt");
+    m_lblMSN = addField(grid, 3, "lblMSNLabel", "lblMSN");
+    m_lblStatus = addField(grid, 4, "Laststate_label", "lblStatus");
+    m_lblDauer = addField(grid, 5, "Last_dauer_label", "lblDauer");
+    m_lblGebühren = addField(grid, 6, "Last_Gebühren_label", "lblGebühren");
 
     // The number as a data item for other programs; never shown.
     m_DDENummer = new QLineEdit(central);
@@ -117,7 +112,34 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     m_program.actions.setWindow(this);
     m_program.commands.setShowMessage(
         [this](const QString& text) { QMessageBox::warning(this, QStringLiteral("Morva"), text); });
+    Me_Set_Language();
     resize(520, 380);
+}
+
+void Main::Me_Set_Language() {
+    const Language& lang = m_program.language;
+    auto text = [this, &lang](const char* name, int number) {
+        if (auto* label = findChild<QLabel*>(QString::fromUtf8(name)))
+            label->setText(lang.LanguageString(number));
+    };
+    m_Frame1->setTitle(lang.LanguageString(3201));
+    text("Label1", 3200);
+    text("lblOrtLabel", 3224);
+    text("lblMSNLabel", 3223);
+    text("Laststate_label", 3202);
+    text("Last_dauer_label", 3204);
+    text("Last_Gebühren_label", 3203);
+    m_txtNumber->setPlaceholderText(lang.LanguageString(3176));
+    // The big buttons: their tool tips, which are short enough for captions too.
+    const std::pair<const char*, int> buttons[] = {{"PHONEBOOK", 3170}, {"PROTOKOLL", 3171},
+                                                   {"DIAL", 3172},      {"ANSWER", 3173},
+                                                   {"ANSWERAB", 3175},  {"HANGUP", 3174}};
+    for (const auto& [key, number] : buttons) {
+        QAction* action = m_tbrBigButtons->findChild<QAction*>(QString::fromLatin1(key));
+        action->setText(lang.LanguageString(number));
+        action->setToolTip(lang.LanguageString(number));
+    }
+    Me_ShowStatusBar();
 }
 
 Main::~Main() {
@@ -127,9 +149,8 @@ Main::~Main() {
     m_program.commands.setShowMessage(nullptr);
 }
 
-QLabel* Main::addField(QGridLayout* grid, int row, const char* captionName, int captionText,
-                       const char* fieldName) {
-    auto* caption = new QLabel(m_program.language.LanguageString(captionText), m_Frame1);
+QLabel* Main::addField(QGridLayout* grid, int row, const char* captionName, const char* fieldName) {
+    auto* caption = new QLabel(m_Frame1);
     caption->setObjectName(QString::fromUtf8(captionName));
     auto* field = new QLabel(m_Frame1);
     field->setObjectName(QString::fromUtf8(fieldName));
@@ -139,8 +160,8 @@ QLabel* Main::addField(QGridLayout* grid, int row, const char* captionName, int 
     return field;
 }
 
-QAction* Main::addButton(const char* key, const QString& text, const QIcon& icon) {
-    QAction* action = m_tbrBigButtons->addAction(icon, text);
+QAction* Main::addButton(const char* key, const QIcon& icon) {
+    QAction* action = m_tbrBigButtons->addAction(icon, QString());
     action->setObjectName(QString::fromLatin1(key));
     action->setData(QString::fromLatin1(key));
     if (QWidget* button = m_tbrBigButtons->widgetForAction(action))
@@ -209,7 +230,7 @@ void Main::setEventTimer(bool on) {
 }
 
 void Main::applyLanguage() {
-    Me_ShowStatusBar();
+    Me_Set_Language();
 }
 
 void Main::showMain() {
@@ -256,7 +277,7 @@ void Main::Me_ShowPanel() {
 
 void Main::Me_ShowStatusBar() {
     const bool registered = m_program.cti.channel() && m_program.cti.channel()->lngCtiId != -1;
-    m_lineStatus->setText(registered ? tr("ISDN line ready") : tr("ISDN line not available"));
+    m_lineStatus->setText(m_program.language.LanguageString(registered ? 3177 : 3178));
 }
 
 void Main::tbrBigButtons_ButtonClick(QAction* button) {

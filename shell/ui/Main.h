@@ -36,6 +36,8 @@ public:
     // The texts of the panel and the buttons, from the call record's panel model.
     void Me_ShowPanel();
     void Me_ShowStatusBar();
+    // Every text of the window anew, from the current language.
+    void Me_Set_Language();
 
 public Q_SLOTS:
     void tbrBigButtons_ButtonClick(QAction* button);
@@ -62,9 +64,8 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    QLabel* addField(class QGridLayout* grid, int row, const char* captionName, int captionText,
-                     const char* fieldName);
-    QAction* addButton(const char* key, const QString& text, const QIcon& icon);
+    QLabel* addField(class QGridLayout* grid, int row, const char* captionName, const char* fieldName);
+    QAction* addButton(const char* key, const QIcon& icon);
 
     Program& m_program;
     QToolBar* m_tbrBigButtons = nullptr;
