@@ -21,9 +21,13 @@ QString Logs::errorPath() const {
 }
 
 void Logs::Log_Write(const QString& text) {
+    Log_Write(debugPath(), text);
+}
+
+void Logs::Log_Write(const QString& file, const QString& text) {
     if (m_settings.ErrorLogOn == 0)
         return;
-    append(debugPath(), GeneralDate(m_clock.now()) + QLatin1Char('\t') + text);
+    append(file, GeneralDate(m_clock.now()) + QLatin1Char('\t') + text);
 }
 
 void Logs::ErrorLog(const QString& text) {

@@ -22,6 +22,8 @@ public:
     // "debug.txt" in the working folder: date and time, a tab, the text. Only while "ErrorLog" is on.
     // Written from the main thread only.
     void Log_Write(const QString& text);
+    // The same line into another file of the same kind ("log.txt" of the telephone link).
+    void Log_Write(const QString& file, const QString& text);
     // "error.log" in the working folder: date and time, a blank, the text. Always written.
     void ErrorLog(const QString& text);
 
