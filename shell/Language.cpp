@@ -1,6 +1,6 @@
 #include "shell/Language.h"
 
-#include <QDir>
+#include "platform/help/HelpPages.h"
 
 #include <array>
 
@@ -121,17 +121,16 @@ int Language::LanguageSelect() const {
     return 0;
 }
 
-QString Language::HelpFileName(const QString& dataDir) const {
-    QString code = QStringLiteral("uk");
+QString Language::LanguageCode() const {
     const qsizetype underscore = m_library.indexOf(QLatin1Char('_'));
     if (underscore >= 0) {
         const QString behind = m_library.mid(underscore + 1).section(QLatin1Char('.'), 0, 0).toLower();
         if (!behind.isEmpty())
-            code = behind;
+            return behind;
     }
-    const QDir data(dataDir);
-    const QString folder = QStringLiteral("help/") + code;
-    if (data.exists(folder))
-        return data.filePath(folder) + QLatin1Char('/');
-    return data.filePath(QStringLiteral("help/uk")) + QLatin1Char('/');
+    return QLatin1String(HelpFallbackCode);
+}
+
+QString Language::HelpFileName() const {
+    return HelpFolder(LanguageCode());
 }

@@ -37,9 +37,12 @@ public:
 
     // The library name of the catalog in use ("lang_uk.dll").
     QString LanguageLibrary() const { return m_library; }
-    // The help folder of the current language under `dataDir`: "help/<code>/" with the code of the
-    // library name ("uk" of "lang_uk.dll"), or the English folder when that one isn't there.
-    QString HelpFileName(const QString& dataDir) const;
+    // The two-letter code of the catalog in use, from its library name ("uk" of "lang_uk.dll"); "uk"
+    // when no catalog is in use.
+    QString LanguageCode() const;
+    // The help folder of the current language among the help pages built into the program,
+    // ":/help/<code>/", or the English one, ":/help/uk/", when there are no pages in that language.
+    QString HelpFileName() const;
 
     // The library of a language number, and the number of a library name ("lang_fi.dll" gives 11);
     // 0 for a name that isn't one of the language libraries.

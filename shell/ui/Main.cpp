@@ -1,6 +1,8 @@
 #include "shell/ui/Main.h"
 
+#include "platform/help/HelpPages.h"
 #include "shell/Program.h"
+#include "shell/ui/HelpWindow.h"
 #include "shell/ui/SingleInstance.h"
 
 #include <QAction>
@@ -14,6 +16,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QScreen>
+#include <QShortcut>
 #include <QStatusBar>
 #include <QStyle>
 #include <QTimer>
@@ -102,6 +105,11 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     m_timerZeitsteuerung->setObjectName(QStringLiteral("timerZeitsteuerung"));
     m_timerZeitsteuerung->setInterval(1000);
     connect(m_timerZeitsteuerung, &QTimer::timeout, this, &Main::timerZeitsteuerung_Timer);
+
+    // F1: the help page of the main window.
+    auto* help = new QShortcut(QKeySequence::HelpContents, this);
+    connect(help, &QShortcut::activated, this,
+            [this] { HelpShow(this, m_program.language, HelpContext::Display); });
 
     m_instance = new SingleInstance(this);
     m_lifecycle = std::make_unique<MainLifecycle>(m_program, *this, [this] { return m_instance->claim(); });

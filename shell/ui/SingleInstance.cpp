@@ -7,10 +7,11 @@
 
 const QString SingleInstance::ServiceName = QStringLiteral("org.morva.Morva");
 
-SingleInstance::SingleInstance(QWidget* window) : QObject(window), m_window(window) {}
+SingleInstance::SingleInstance(QWidget* window, QDBusConnection bus)
+    : QObject(window), m_window(window), m_bus(std::move(bus)) {}
 
 bool SingleInstance::claim() {
-    QDBusConnection bus = QDBusConnection::sessionBus();
+    QDBusConnection& bus = m_bus;
     if (!bus.isConnected())
         return true;
     if (bus.registerService(ServiceName)) {
@@ -19,7 +20,7 @@ bool SingleInstance::claim() {
     }
     // The name is taken: the first instance comes to the front.
     QDBusInterface first(ServiceName, QStringLiteral("/Main"), QStringLiteral("org.morva.Morva.Main"), bus);
-    first.call(QStringLiteral("Raise"));
+    first.call(QDBus::BlockWithGui, QStringLiteral("Raise"));
     return false;
 }
 

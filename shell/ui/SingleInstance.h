@@ -3,6 +3,7 @@
 // One Morva per user session: the first instance holds a name on the D-Bus session bus; a second start
 // asks it to come to the front and ends.
 
+#include <QDBusConnection>
 #include <QObject>
 
 class QWidget;
@@ -13,7 +14,8 @@ class SingleInstance : public QObject {
 public:
     static const QString ServiceName;
 
-    explicit SingleInstance(QWidget* window);
+    // `bus`: the session bus, or another bus for tests.
+    explicit SingleInstance(QWidget* window, QDBusConnection bus = QDBusConnection::sessionBus());
 
     // True when this is the only instance, or when there is no session bus to ask (the test cannot run
     // and the start goes on). False when another instance holds the name: it was asked to come to the
@@ -26,4 +28,5 @@ public Q_SLOTS:
 
 private:
     QWidget* m_window;
+    QDBusConnection m_bus;
 };

@@ -319,16 +319,40 @@ TEST(Language, ListLeavesOutCatalogsThatCannotBeRead) {
 }
 
 TEST(Language, HelpFolderOfTheLanguageOrEnglish) {
-    QTemporaryDir data;
-    ASSERT_TRUE(QDir(data.path()).mkpath(QStringLiteral("help/de")));
-    ASSERT_TRUE(QDir(data.path()).mkpath(QStringLiteral("help/uk")));
     Language language;
-    EXPECT_EQ(language.HelpFileName(data.path()),
-              data.filePath(QStringLiteral("help/uk")) + QLatin1Char('/'));
+    EXPECT_EQ(language.LanguageCode(), QStringLiteral("uk"));
+    EXPECT_EQ(language.HelpFileName(), QStringLiteral(":/help/uk/"));
+    EXPECT_TRUE(QFile::exists(language.HelpFileName() + QStringLiteral("index.html")));
     language.LanguageSet(7);
-    EXPECT_EQ(language.HelpFileName(data.path()),
-              data.filePath(QStringLiteral("help/de")) + QLatin1Char('/'));
+    EXPECT_EQ(language.HelpFileName(), QStringLiteral(":/help/de/"));
     language.LanguageSet(12);
-    EXPECT_EQ(language.HelpFileName(data.path()),
-              data.filePath(QStringLiteral("help/uk")) + QLatin1Char('/'));
+    EXPECT_EQ(language.HelpFileName(), QStringLiteral(":/help/fr/"));
+
+    // Each language of the list has its own help folder; Finnish only through the list.
+    QStringList names;
+    language.LanguageFillList(&names);
+    for (const QString& library : allLibraries()) {
+        language.LanguageApply(listIndexOf(library));
+        const QString code = library.mid(5, 2);
+        EXPECT_EQ(language.LanguageCode(), code);
+        EXPECT_EQ(language.HelpFileName(), QStringLiteral(":/help/") + code + QLatin1Char('/'));
+        EXPECT_TRUE(QFile::exists(language.HelpFileName() + QStringLiteral("index.html")))
+            << code.toStdString();
+    }
+}
+
+TEST(Language, HelpFolderInEnglishWithoutACatalog) {
+    QTemporaryDir empty;
+    Language language(empty.path());
+    EXPECT_EQ(language.LanguageLibrary(), QString());
+    EXPECT_EQ(language.LanguageCode(), QStringLiteral("uk"));
+    EXPECT_EQ(language.HelpFileName(), QStringLiteral(":/help/uk/"));
+
+    // Catalogs read from a folder of their own take their help from the pages built into the program.
+    QTemporaryDir dir;
+    writeFile(dir.filePath(QStringLiteral("lang_uk.txt")), "90\tEnglish\n");
+    writeFile(dir.filePath(QStringLiteral("lang_de.txt")), "90\tDeutsch\n");
+    Language german(dir.path());
+    german.LanguageSet(7);
+    EXPECT_EQ(german.HelpFileName(), QStringLiteral(":/help/de/"));
 }
