@@ -123,12 +123,6 @@ struct HelpWindowTest : ::testing::Test {
 
 } // namespace
 
-TEST(HelpPages, BuiltIntoTheProgram) {
-    EXPECT_TRUE(QFile::exists(QStringLiteral(":/help/uk/index.html")));
-    EXPECT_FALSE(readResource(QStringLiteral(":/help/uk/index.html")).isEmpty());
-    EXPECT_GE(allPages().size(), 40);
-}
-
 TEST(HelpPages, EveryContextHasAnEnglishAndAGermanPage) {
     QSet<int> contexts(HelpContext::All.begin(), HelpContext::All.end());
     // The contexts that the menus, the options dialog and the telephone link's messages open.
@@ -187,18 +181,6 @@ TEST(HelpPages, ValidUtf8WithTitleLanguageAndNoScripts) {
     }
 }
 
-TEST(HelpPages, TranslatedPagesAreNotTheEnglishOnes) {
-    for (const QString& code : allCodes()) {
-        if (code == QLatin1String("uk"))
-            continue;
-        for (const QString& name : QDir(QStringLiteral(":/help/") + code).entryList(QDir::Files)) {
-            const QString own = titleOf(pageText(QStringLiteral(":/help/") + code + QLatin1Char('/') + name));
-            const QString english = titleOf(pageText(QStringLiteral(":/help/uk/") + name));
-            EXPECT_NE(own, english) << code.toStdString() << "/" << name.toStdString();
-        }
-    }
-}
-
 TEST(HelpPages, NoDeadLinks) {
     int checked = 0;
     for (const QString& page : allPages()) {
@@ -252,14 +234,6 @@ TEST(HelpPages, ContentsLinkToEveryPageOfTheirFolder) {
     }
 }
 
-TEST(HelpPages, EveryPageButTheContentsLeadsBackToThem) {
-    for (const QString& page : allPages()) {
-        if (page.endsWith(QStringLiteral("/index.html")))
-            continue;
-        EXPECT_TRUE(linksOf(pageText(page)).contains(QStringLiteral("index.html"))) << page.toStdString();
-    }
-}
-
 TEST(HelpPages, PageOfAContextFallsBackToEnglish) {
     EXPECT_EQ(HelpPageUrl(QStringLiteral("de"), 40), QStringLiteral("qrc:/help/de/40.html"));
     EXPECT_EQ(HelpPageUrl(QStringLiteral("uk"), 2), QStringLiteral("qrc:/help/uk/2.html"));
@@ -285,13 +259,6 @@ TEST(HelpPages, PageOfAContextFallsBackToEnglish) {
         for (int context : HelpContext::All)
             EXPECT_TRUE(QFile::exists(HelpPagePath(code, context))) << code.toStdString() << " " << context;
     }
-}
-
-TEST(HelpPages, FolderOfALanguageOrEnglish) {
-    EXPECT_EQ(HelpFolder(QStringLiteral("de")), QStringLiteral(":/help/de/"));
-    EXPECT_EQ(HelpFolder(QStringLiteral("no")), QStringLiteral(":/help/no/"));
-    EXPECT_EQ(HelpFolder(QStringLiteral("xx")), QStringLiteral(":/help/uk/"));
-    EXPECT_EQ(HelpFolder(QString()), QStringLiteral(":/help/uk/"));
 }
 
 TEST_F(HelpWindowTest, HelpShowOpensThePageOfTheContextInTheLanguage) {

@@ -64,14 +64,6 @@ int listIndexOf(const QString& library) {
 }
 } // namespace
 
-TEST(LanguageCatalogs, BuiltIntoTheProgram) {
-    EXPECT_TRUE(QFile::exists(QStringLiteral(":/lang/lang_uk.txt")));
-    LanguageCatalogs catalogs;
-    QString names;
-    EXPECT_EQ(catalogs.GetLanguages(names), 7);
-    EXPECT_EQ(names.split(QLatin1Char('\\')), allLibraries());
-}
-
 TEST(LanguageCatalogs, AllHoldTheSameNumbersWithTexts) {
     LanguageCatalogs catalogs;
     ASSERT_GE(catalogs.SetLanguageDLL(QStringLiteral("lang_uk.dll")), 0);
@@ -147,20 +139,6 @@ TEST(LanguageCatalogs, MalformedLinesArePassedOver) {
     EXPECT_EQ(texts.value(104), QStringLiteral("line\none\ttab \\ back "));
     EXPECT_EQ(texts.value(105), QStringLiteral("first"));
     EXPECT_EQ(texts.value(106), QStringLiteral("äöü"));
-}
-
-TEST(LanguageCatalogs, ReadOncePerCatalog) {
-    QTemporaryDir dir;
-    const QString file = dir.filePath(QStringLiteral("lang_uk.txt"));
-    writeFile(file, "90\tEnglish\n");
-    LanguageCatalogs catalogs(dir.path());
-    ASSERT_GE(catalogs.SetLanguageDLL(QStringLiteral("lang_uk.dll")), 0);
-    writeFile(file, "90\tChanged\n");
-    ASSERT_GE(catalogs.SetLanguageDLL(QStringLiteral("lang_uk.dll")), 0);
-    EXPECT_EQ(catalogs.GetResString(90), QStringLiteral("English"));
-    ASSERT_TRUE(QFile::remove(file));
-    EXPECT_GE(catalogs.SetLanguageDLL(QStringLiteral("lang_uk.dll")), 0);
-    EXPECT_LT(catalogs.SetLanguageDLL(QStringLiteral("lang_de.dll")), 0);
 }
 
 TEST(Language, ProductNameWhereverAndAsOftenAsItStands) {
