@@ -162,6 +162,8 @@ bool MainLifecycle::Form_QueryUnload() {
         return false;
     }
     m_host.setWaitCursor(true);
+    // What the stop writes into Morva.ini reaches the disk in one piece, with the run flag at 0.
+    ProfileBatch batch(m_program.profiles, m_program.iniPath());
     if (m_host.normalState()) {
         step("Main Form_QueryUnload: Save WindowPos");
         saveWindowPosition();
@@ -193,6 +195,7 @@ bool MainLifecycle::Form_QueryUnload() {
     step("Main Form_QueryUnload: DeleteIcon");
     step("Main Form_QueryUnload: End .");
     writeIni(Setup, "IncorrectTerminate", QStringLiteral("0"));
+    batch.commit();
     m_host.setWaitCursor(false);
     m_stopped = true;
     return true;

@@ -130,6 +130,9 @@ void SettingsStore::writeString(const QString& section, const QString& key, cons
 }
 
 bool SettingsStore::Eurit_Cfg_save(const QString& programPath, const QString& version) {
+    // Each file is replaced once, with all of its keys.
+    ProfileBatch ini(m_profiles, m_iniPath);
+    ProfileBatch registry(m_profiles, m_registry.path());
     const Settings& s = m_settings;
     writeInt(Setup, QStringLiteral("Com Port"), s.ComPort);
     writeInt(Setup, QStringLiteral("USETAPI"), s.UseTapi);
@@ -175,5 +178,5 @@ bool SettingsStore::Eurit_Cfg_save(const QString& programPath, const QString& ve
         return false;
     m_registry.RegWrite(local, RegistryKey, QStringLiteral("Path"), REG_SZ, programPath);
     m_registry.RegWrite(local, RegistryKey, QStringLiteral("Version"), REG_SZ, version);
-    return true;
+    return registry.commit();
 }

@@ -158,6 +158,7 @@ struct ProfileStore::ParsedFile {
     State state = State::Missing;
     FileStamp stamp;
     QStringList lines;
+    bool pending = false; // changed by a batch, not yet on disk
     bool crlf = false;
     QList<Section> sections;
     QHash<QString, int> sectionIndex; // folded name -> first section of that name
@@ -372,34 +373,89 @@ bool ProfileStore::modify(const QString& file, const std::function<void(ParsedFi
             next.crlf = old.crlf;
             next.index();
             change(next);
-            written = next.lines == old.lines; // nothing to change leaves the file alone
-            if (!written) {
-                QSaveFile out(file);
-                // Flushed here because commit() lets a short write (a full disk) pass unnoticed.
-                const QByteArray bytes = next.bytes();
-                const bool ready =
-                    out.open(QIODevice::WriteOnly) && out.write(bytes) == bytes.size() && out.flush();
-                bool keptAside = false;
-                if (ready && old.state == ParsedFile::State::Garbled) {
-                    // The user's file is kept beside the new one rather than overwritten.
-                    const QString aside = file + QStringLiteral(".bad");
-                    keptAside = std::rename(QFile::encodeName(file).constData(),
-                                            QFile::encodeName(aside).constData()) == 0;
-                    if (keptAside)
-                        reports << QStringLiteral(
-                                       "%1 was not a profile file; kept as %2, a new file is started")
-                                       .arg(file, aside);
-                }
-                if (ready && (keptAside || old.state != ParsedFile::State::Garbled) && out.commit()) {
-                    next.state = ParsedFile::State::Ok;
-                    next.index();
-                    next.stamp = stampOf(file);
-                    old = std::move(next);
-                    written = true;
-                }
+            if (next.lines == old.lines) {
+                written = true; // nothing to change leaves the file alone
+            } else if (m_batched.count(file)) {
+                // Kept in memory until the batch ends; the file's stamp is unchanged, so reads see it.
+                old.lines = std::move(next.lines);
+                old.index();
+                old.pending = true;
+                written = true;
+            } else {
+                written = replace(file, old, std::move(next), reports);
             }
         }
     }
     deliver(reports);
     return written;
+}
+
+bool ProfileStore::replace(const QString& file, ParsedFile& old, ParsedFile next, QStringList& reports) {
+    QSaveFile out(file);
+    // Flushed here because commit() lets a short write (a full disk) pass unnoticed.
+    const QByteArray bytes = next.bytes();
+    const bool ready = out.open(QIODevice::WriteOnly) && out.write(bytes) == bytes.size() && out.flush();
+    bool keptAside = false;
+    if (ready && old.state == ParsedFile::State::Garbled) {
+        // The user's file is kept beside the new one rather than overwritten.
+        const QString aside = file + QStringLiteral(".bad");
+        keptAside =
+            std::rename(QFile::encodeName(file).constData(), QFile::encodeName(aside).constData()) == 0;
+        if (keptAside)
+            reports << QStringLiteral("%1 was not a profile file; kept as %2, a new file is started")
+                           .arg(file, aside);
+    }
+    if (!ready || (!keptAside && old.state == ParsedFile::State::Garbled) || !out.commit())
+        return false;
+    next.state = ParsedFile::State::Ok;
+    next.index();
+    next.stamp = stampOf(file);
+    old = std::move(next);
+    return true;
+}
+
+void ProfileStore::beginBatch(const QString& file) {
+    std::lock_guard lock(m_mutex);
+    ++m_batched[file];
+}
+
+bool ProfileStore::endBatch(const QString& file) {
+    QStringList reports;
+    bool written = true;
+    {
+        std::lock_guard lock(m_mutex);
+        const auto open = m_batched.find(file);
+        if (open == m_batched.end())
+            return true;
+        if (--open->second > 0)
+            return true; // an enclosing batch writes
+        m_batched.erase(open);
+        const auto it = m_files.find(file);
+        if (it != m_files.end() && it->second->pending) {
+            ParsedFile& old = *it->second;
+            old.pending = false;
+            ParsedFile next;
+            next.lines = old.lines;
+            next.crlf = old.crlf;
+            written = replace(file, old, std::move(next), reports);
+            if (!written)
+                m_files.erase(it); // what is on disk is read again
+        }
+    }
+    deliver(reports);
+    return written;
+}
+
+ProfileBatch::ProfileBatch(ProfileStore& store, QString file) : m_store(store), m_file(std::move(file)) {
+    m_store.beginBatch(m_file);
+}
+
+ProfileBatch::~ProfileBatch() {
+    if (!m_done)
+        m_store.endBatch(m_file);
+}
+
+bool ProfileBatch::commit() {
+    m_done = true;
+    return m_store.endBatch(m_file);
 }

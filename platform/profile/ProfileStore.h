@@ -55,6 +55,12 @@ public:
     // is read as empty; the program writes it to debug.txt. May be empty.
     std::function<void(const QString&)> problemReport;
 
+    // Writes to `file` between these two are kept in memory (reads see them) and written at the end as
+    // one replacement of the file; batches nest, and the outermost writes. endBatch is false when that
+    // write fails; the file is then read anew.
+    void beginBatch(const QString& file);
+    bool endBatch(const QString& file);
+
 private:
     friend class RegistryFile;
     struct ParsedFile;
@@ -67,8 +73,28 @@ private:
     ParsedFile& current(const QString& file, QStringList& reports);
     // Applies `change` to the lines of the file and writes the result if they changed.
     bool modify(const QString& file, const std::function<void(ParsedFile&)>& change);
+    // Writes `next` over the file `old` was read from; on success `old` becomes `next`.
+    bool replace(const QString& file, ParsedFile& old, ParsedFile next, QStringList& reports);
     void deliver(const QStringList& reports) const;
 
     std::mutex m_mutex;
     std::map<QString, std::unique_ptr<ParsedFile>> m_files;
+    std::map<QString, int> m_batched; // open batches per file
+};
+
+// A batch of writes to one file for as long as the object lives: the stop writes some forty keys into
+// Morva.ini, and each write on its own would replace and flush the whole file.
+class ProfileBatch {
+public:
+    ProfileBatch(ProfileStore& store, QString file);
+    ~ProfileBatch(); // ends the batch if commit() was not called
+    ProfileBatch(const ProfileBatch&) = delete;
+    ProfileBatch& operator=(const ProfileBatch&) = delete;
+    // Writes what the batch gathered; false when the file could not be written.
+    bool commit();
+
+private:
+    ProfileStore& m_store;
+    QString m_file;
+    bool m_done = false;
 };

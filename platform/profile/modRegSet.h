@@ -30,6 +30,7 @@ public:
     // written, or for any other type.
     bool RegWrite(RegRoot root, const QString& key, const QString& value, int32_t type, const QVariant& data);
     bool RegCreateKey(RegRoot root, const QString& key);
+    const QString& path() const { return m_path; }
 
 private:
     static QString sectionOf(RegRoot root, const QString& key);

@@ -163,6 +163,32 @@ TEST_F(ProfileStoreTest, AFailedWriteLeavesTheOldFileIntact) {
                                                    path(QStringLiteral("no/such/Morva.ini"))));
 }
 
+TEST_F(ProfileStoreTest, ABatchWritesOnceWhatReadsAlreadySee) {
+    put("[Setup]\nCom Port=2\n");
+    const QByteArray before = contents();
+    {
+        ProfileBatch outer(m_store, path());
+        {
+            ProfileBatch inner(m_store, path()); // batches nest: the outermost writes
+            EXPECT_TRUE(write(kSetup, QStringLiteral("Com Port"), QStringLiteral("3")));
+            EXPECT_TRUE(write(QStringLiteral("Main"), QStringLiteral("WidthEx"), QStringLiteral("8240")));
+        }
+        EXPECT_EQ(contents(), before) << "nothing on disk before the batch ends";
+        EXPECT_EQ(num(QStringLiteral("Com Port")), 3) << "reads see the batch";
+        EXPECT_TRUE(outer.commit());
+    }
+    EXPECT_EQ(contents(), QByteArray("[Setup]\nCom Port=3\n[Main]\nWidthEx=8240\n"));
+
+    // A batch whose file cannot be written fails at its end and leaves what is on disk to be read.
+    ASSERT_TRUE(QDir(m_dir.path()).mkdir(QStringLiteral("sub")));
+    const QString gone = path(QStringLiteral("sub/Morva.ini"));
+    ProfileBatch batch(m_store, gone);
+    EXPECT_TRUE(m_store.WritePrivateProfileString(kSetup, QStringLiteral("a"), QStringLiteral("1"), gone));
+    ASSERT_TRUE(QDir(path(QStringLiteral("sub"))).removeRecursively());
+    EXPECT_FALSE(batch.commit());
+    EXPECT_EQ(m_store.GetPrivateProfileInt(kSetup, QStringLiteral("a"), 7, gone), 7);
+}
+
 TEST_F(ProfileStoreTest, AReadOnlyFolderRefusesTheWrite) {
     if (geteuid() == 0)
         GTEST_SKIP() << "root writes into read-only folders";
