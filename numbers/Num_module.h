@@ -1,12 +1,20 @@
 #pragma once
 
-// The forms of a telephone number: prefixes of a private branch exchange, the own area code, and the
-// display form of the status panel.
+// The forms of a telephone number and the small text helpers that every part uses on numbers and on
+// texts bound for the telephone or a file.
+//
+// Forms: stored (national with "0" and area code, or a short internal number), exchange (the stored form
+// with the outside-line prefix of a private branch exchange), received (as the line delivered it),
+// canonical ("+49 89 1234567") and display (a pattern filled from the canonical form: "089 1234567").
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
+#include <cstdint>
+
 struct Settings;
+class NumTrans;
 
 // Only the characters "0" to "9".
 QString DigitsOnly(const QString& text);
@@ -16,21 +24,52 @@ bool IsNumericNumber(const QString& text);
 // `number` with the own area code in front when it is numeric, longer than 2 characters and begins with
 // "1" to "9"; any other number is only trimmed.
 QString AddAreaCode(const Settings& settings, const QString& number);
-// Mode 1 puts the outside-line prefix on, mode 0 takes it off; only with a private branch exchange.
+// With a private branch exchange (NBST 1), mode 1 puts the outside-line prefix NBSTAKZ on and mode 0 takes
+// it off when the number begins with it; any other mode gives an empty text. Without the exchange the
+// number is unchanged; a number of at most 2 characters is only trimmed.
 QString OutsideLinePrefix(const Settings& settings, const QString& number, int mode);
-// The same with the prefix that the exchange puts on incoming numbers.
+// The same with NBSTAKZIN, the prefix that the exchange puts on incoming numbers.
 QString IncomingPrefix(const Settings& settings, const QString& number, int mode);
 
-// Fills `pattern` ("<COUNTRY>", "<AREA>", "<NUMBER>") from the parts of the number and names the
-// place of its area code. Until the number library exists the parts are not known, so the result is
-// the number itself and both places are empty.
-QString FormatCanonic(const Settings& settings, const QString& number, const QString& pattern,
-                      QString& place1, QString& place2);
+// Fills `pattern` ("<COUNTRY>", "<AREA>", "<NUMBER>") from the parts of the number and names the place of
+// its area code: `place2` the short text for the status panel ("München"), `place1` the longer one for
+// its tool tip ("München, Deutschland"). The order: a number of at most 2 characters, or settings without
+// a country or an own area code, stay as they are; a carrier code is cut off and a local number gets the
+// own area code; then the number library splits it. A number that the library cannot split is the result
+// as it stands, with both places empty.
+QString FormatCanonic(const Settings& settings, const NumTrans& numTrans, const QString& number,
+                      const QString& pattern, QString& place1, QString& place2);
+// The split form "00<COUNTRY>" separator "<AREA>" separator "<NUMBER>" ("0049-89-1234567"), or the number
+// as given when it cannot be split.
+QString FormatNumberPattern(const Settings& settings, const NumTrans& numTrans, const QString& number,
+                            const QString& separator);
 
-// Carrier codes in front of a number. Until carriers exist, no number carries one: both leave the
-// number as it is.
+// Carrier codes in front of a number. Until carriers exist, no number carries one: both leave the number
+// as it is.
 QString StripCarrierPrefix(const QString& number);
 QString ApplyCarrier(const QString& number);
+
+// A number for the telephone's book: trimmed, without the characters that the telephone kind reserves
+// (kinds 0, 1 and 3: ";" and ","; kind 2: ";"; kind 4: "%").
+QString CleanForPhone(const QString& text, int16_t phoneType);
+// A field for a delimited file: trimmed, without tabs and ";", and at telephone kinds 0, 1 and 3 without
+// ",".
+QString CleanForFile(const QString& text, int16_t phoneType);
+
+// Every occurrence of `find` replaced, case-sensitive; the search starts again from the beginning after
+// each replacement, so that a replacement that forms a new occurrence is replaced too. An empty `find`
+// changes nothing; a `replace` that contains `find` is replaced in one pass, as the search would not end.
+QString StringReplace(const QString& text, const QString& find, const QString& replace);
+// The index-th field (from 1) of `text` split at `separator`; empty when there are fewer fields.
+QString GetToken(const QString& text, int index, const QString& separator);
+// `text` up to its first zero character.
+QString CutAtNul(const QString& text);
+
+// Texts of the telephone's book and display, which the Eurit telephones keep in code page 850 (kind 4,
+// the Eurit 22, in the Windows character set: its bytes pass unchanged, as Latin-1). Both directions cut
+// at the first zero character; a character that code page 850 lacks becomes "?".
+QString OemConvert(const QByteArray& oemText, int16_t phoneType);
+QByteArray OemConvert(const QString& text, int16_t phoneType);
 
 // The last-used numbers, newest first, at most 20.
 class LastNumbers {

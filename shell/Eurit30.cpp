@@ -97,7 +97,7 @@ void Eurit30::Eurit_ShowCallState(int mask) {
 void Eurit30::Eurit_ShowCallFields(int mask) {
     if (mask & MaskNumber) {
         QString place1, place2;
-        FormatCanonic(m_settings, CallNumber, QStringLiteral("0<AREA> <NUMBER>"), place1, place2);
+        FormatCanonic(m_settings, m_numTrans, CallNumber, QStringLiteral("0<AREA> <NUMBER>"), place1, place2);
         m_panel.lblOrt = place2.isEmpty() ? place1 : place2;
         m_panel.lblOrtToolTip = place1;
         RememberNumber(CallNumber);

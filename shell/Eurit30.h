@@ -5,6 +5,8 @@
 // refresh the panel and the call buttons, run the action engine, write the call log entry and refresh
 // the calls list. One call at a time: a second call that begins overwrites the record.
 
+#include "platform/numbers/NumTrans.h"
+
 #include <QDateTime>
 #include <QObject>
 #include <QString>
@@ -124,5 +126,7 @@ private:
     CallLogStore& m_callLog;
     ActionRules& m_actions;
     LastNumbers& m_lastNumbers;
+    // The number library of the status panel: the canonical form and the place of a number.
+    NumTrans m_numTrans;
     StatusPanel m_panel;
 };

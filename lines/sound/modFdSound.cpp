@@ -1,4 +1,5 @@
 #include "lines/sound/modFdSound.h"
+#include "lines/sound/modPathModify.h"
 
 #include <QDir>
 
@@ -28,14 +29,24 @@ void SoundEngine::SoundRecordStop() {
         observer(QStringLiteral("record stop"), QString());
 }
 
+namespace {
+
+// The sound folder as an absolute folder name, so that the path rules apply even when the program was
+// given a relative data folder.
+QString absoluteFolder(const QString& folder) {
+    return QDir(folder).absolutePath() + QLatin1Char('/');
+}
+
+} // namespace
+
 QString SoundEngine::SoundFullPath(const QString& name) const {
-    if (name.isEmpty() || QDir::isAbsolutePath(name))
+    if (name.isEmpty())
         return name;
-    return QDir::cleanPath(QDir(DefaultSoundPath).filePath(name));
+    return PathComplete(name, absoluteFolder(DefaultSoundPath));
 }
 
 QString SoundEngine::SoundRelativePath(const QString& name) const {
-    const QString full = SoundFullPath(name);
-    const QString relative = QDir(DefaultSoundPath).relativeFilePath(full);
-    return relative.startsWith(QStringLiteral("..")) ? full : relative;
+    if (name.isEmpty())
+        return name;
+    return PathRelative(SoundFullPath(name), absoluteFolder(DefaultSoundPath));
 }

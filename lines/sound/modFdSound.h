@@ -25,9 +25,9 @@ public:
     void SoundPlayStop();
     void SoundRecordStop();
 
-    // A name that is not absolute, resolved against the sound folder.
+    // A name that is not absolute, resolved against the sound folder (PathComplete); "../" steps up.
     QString SoundFullPath(const QString& name) const;
-    // The name relative to the sound folder where it lies inside it.
+    // The name relative to the sound folder (PathRelative): a file outside it gets "../" steps.
     QString SoundRelativePath(const QString& name) const;
 
     // What plays now: the full path and the loop count; empty when nothing plays.

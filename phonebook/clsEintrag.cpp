@@ -1,0 +1,376 @@
+#include "phonebook/clsEintrag.h"
+
+#include "lines/sound/modPathModify.h"
+#include "numbers/Num_module.h"
+#include "shell/Settings.h"
+
+#include <QDir>
+#include <QtEndian>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace {
+
+// Windows-1252 differs from Latin-1 in the bytes 0x80 to 0x9F; the five it leaves unassigned stay the
+// C1 controls, as Windows maps them.
+constexpr char16_t kHigh[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
+char toWindows1252(char16_t c) {
+    if (c < 0x80 || (c >= 0xA0 && c <= 0xFF))
+        return static_cast<char>(c);
+    const auto* found = std::find(std::begin(kHigh), std::end(kHigh), c);
+    return found == std::end(kHigh) ? '?' : static_cast<char>(0x80 + (found - std::begin(kHigh)));
+}
+
+QByteArray encode(const QString& text) {
+    QByteArray bytes;
+    bytes.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        // A character outside the basic plane is one character: one "?".
+        if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate())
+            ++i;
+        bytes.append(toWindows1252(c.unicode()));
+    }
+    return bytes;
+}
+
+QString decode(const char* bytes, qsizetype size) {
+    QString text(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < size; ++i) {
+        const auto byte = static_cast<unsigned char>(bytes[i]);
+        text[i] = QChar(byte >= 0x80 && byte < 0xA0 ? kHigh[byte - 0x80] : static_cast<char16_t>(byte));
+    }
+    return text;
+}
+
+// Trimmed of blanks only: a note may end in a line break that belongs to it.
+QString trimBlanks(const QString& text) {
+    qsizetype begin = 0;
+    qsizetype end = text.size();
+    while (begin < end && text.at(begin) == QLatin1Char(' '))
+        ++begin;
+    while (end > begin && text.at(end - 1) == QLatin1Char(' '))
+        --end;
+    return text.mid(begin, end - begin);
+}
+
+// Text limits of the telephone kinds, in characters; -1 is no limit.
+struct PhoneLimits {
+    int Name = -1;
+    int Number = -1;
+    int Adresse = -1;
+    int PLZ = -1;
+    int Ort = -1;
+    int Description = -1;
+};
+
+PhoneLimits limitsFor(int16_t phoneType) {
+    switch (phoneType) {
+    case 0:
+    case 1:
+        return {20, 20, -1, -1, -1, -1};
+    case 2:
+        return {30, 32, 32, 10, 32, 104};
+    case 4:
+        return {32, 32, -1, -1, -1, -1};
+    default:
+        return {};
+    }
+}
+
+QString cut(const QString& text, int limit) {
+    return limit >= 0 ? text.left(limit) : text;
+}
+
+// The note laid out for the five display lines of 20 characters of the Eurit 30 with five MSNs: a text
+// whose first five lines fit stays; otherwise it is re-broken every 20 characters. At most 104.
+QString layoutForFiveLines(QString text) {
+    constexpr int lineWidth = 20;
+    const QStringList lines = text.split(QLatin1Char('|'));
+    const bool fits = std::all_of(lines.begin(), lines.begin() + std::min<qsizetype>(lines.size(), 5),
+                                  [](const QString& line) { return line.size() <= lineWidth; });
+    if (!fits) {
+        text.replace(QLatin1Char('|'), QLatin1Char(' '));
+        const qsizetype before = text.size();
+        for (qsizetype at = lineWidth; at <= before; at += lineWidth + 1)
+            text.insert(at, QLatin1Char('|'));
+    }
+    return text.left(104);
+}
+
+} // namespace
+
+namespace EintragRecord {
+
+void PutText(RecordBlock& block, Field field, const QString& value) {
+    const QByteArray bytes = encode(value);
+    char* out = block.data() + field.offset;
+    if (bytes.size() >= field.width) {
+        std::memcpy(out, bytes.constData(), std::size_t(field.width));
+        return;
+    }
+    std::memcpy(out, bytes.constData(), std::size_t(bytes.size()));
+    out[bytes.size()] = '\0';
+    std::fill(out + bytes.size() + 1, out + field.width, ' ');
+}
+
+QString GetText(const RecordBlock& block, Field field) {
+    const char* in = block.data() + field.offset;
+    const char* end = std::find(in, in + field.width, '\0');
+    return trimBlanks(decode(in, end - in));
+}
+
+void PutKey(RecordBlock& block, double key) {
+    qToLittleEndian(std::bit_cast<quint64>(key), block.data() + RecordKey.offset);
+}
+
+double GetKey(const RecordBlock& block) {
+    return std::bit_cast<double>(qFromLittleEndian<quint64>(block.data() + RecordKey.offset));
+}
+
+} // namespace EintragRecord
+
+// ---- EintragList
+
+EintragList::EintragList(bool smallIcons, QObject* parent)
+    : QAbstractTableModel(parent), m_smallIcons(smallIcons) {}
+
+int EintragList::Append(Item item) {
+    const int row = Count();
+    beginInsertRows(QModelIndex(), row, row);
+    m_items.push_back(std::move(item));
+    endInsertRows();
+    return row;
+}
+
+bool EintragList::Replace(int row, Item item) {
+    if (row < 0 || row >= Count())
+        return false;
+    m_items[std::size_t(row)] = std::move(item);
+    Q_EMIT dataChanged(index(row, 0), index(row, SubItemCount));
+    return true;
+}
+
+void EintragList::Clear() {
+    beginResetModel();
+    m_items.clear();
+    endResetModel();
+}
+
+int EintragList::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : Count();
+}
+
+int EintragList::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : 1 + SubItemCount;
+}
+
+QVariant EintragList::data(const QModelIndex& index, int role) const {
+    if (!index.isValid() || index.row() >= Count())
+        return {};
+    const Item& item = At(index.row());
+    if (role == TagRole)
+        return item.Tag;
+    if (role == SmallIconRole)
+        return index.column() == 0 && !item.SmallIcon.isEmpty() ? QVariant(item.SmallIcon) : QVariant();
+    if (role != Qt::DisplayRole)
+        return {};
+    if (index.column() == 0)
+        return item.Text;
+    return item.SubItems.value(index.column() - 1);
+}
+
+// ---- clsEintrag
+
+clsEintrag::clsEintrag(const Settings& settings, const QString& soundFolder)
+    : m_settings(&settings), m_soundFolder(QDir(soundFolder).absolutePath() + QLatin1Char('/')) {}
+
+int16_t clsEintrag::phoneType() const {
+    return m_settings->PhoneType;
+}
+
+int32_t clsEintrag::GetRecord() {
+    if (hDB == nullptr)
+        return RecordSource::NoSource;
+    RecordBlock block{};
+    const int32_t code = hDB->GetRecordPHB(block);
+    if (code != 0)
+        return code;
+    namespace R = EintragRecord;
+    RecordKey = R::GetKey(block);
+    setName(R::GetText(block, R::Name));
+    setAdresse(R::GetText(block, R::Adresse));
+    setPLZ(R::GetText(block, R::PLZ));
+    setOrt(R::GetText(block, R::Ort));
+    setDescription(R::GetText(block, R::Description));
+    setNumber(R::GetText(block, R::Number));
+    setNumber2(R::GetText(block, R::Number2));
+    setNumber3(R::GetText(block, R::Number3));
+    m_ansage = R::GetText(block, R::Ansage);
+    m_isChanged = R::GetText(block, R::ISChanged) == QLatin1String("T") ? 1 : 0;
+    return 0;
+}
+
+RecordBlock clsEintrag::ToRecord() const {
+    namespace R = EintragRecord;
+    RecordBlock block{};
+    R::PutKey(block, RecordKey);
+    R::PutText(block, R::Name, m_name);
+    R::PutText(block, R::Adresse, m_adresse);
+    R::PutText(block, R::PLZ, m_plz);
+    R::PutText(block, R::Ort, m_ort);
+    R::PutText(block, R::Description, m_description);
+    R::PutText(block, R::Number, m_number);
+    R::PutText(block, R::Number2, m_number2);
+    R::PutText(block, R::Number3, m_number3);
+    // The greeting is kept in its relative form, so that the book follows a moved sound folder.
+    R::PutText(block, R::Ansage, hDB != nullptr && hDB->IsNormalHardDiskBook() ? m_ansage : QString());
+    block[std::size_t(R::ISChanged.offset)] = m_isChanged != 0 ? 'T' : 'N';
+    block[std::size_t(R::ISChanged.offset + 1)] = '\0';
+    return block;
+}
+
+int32_t clsEintrag::PutRecord() {
+    if (hDB == nullptr)
+        return RecordSource::NoSource;
+    return hDB->PutRecordPHB(ToRecord());
+}
+
+QStringList clsEintrag::XColGet() const {
+    return {m_name, m_adresse, m_plz, m_ort, m_description, m_number, m_number2, m_number3, Ansage()};
+}
+
+int32_t clsEintrag::XColChange(const QStringList& items) {
+    setName(items.value(0));
+    setAdresse(items.value(1));
+    setPLZ(items.value(2));
+    setOrt(items.value(3));
+    setDescription(items.value(4));
+    setNumber(items.value(5));
+    setNumber2(items.value(6));
+    setNumber3(items.value(7));
+    setAnsage(items.value(8));
+    return PutRecord();
+}
+
+QStringList clsEintrag::SubItems(bool detail) const {
+    if (InPhone != 0 && phoneType() != 2)
+        return {m_number};
+    if (InPhone != 0) {
+        if (detail)
+            return {m_number, QString(), QString(), m_adresse, m_plz, m_ort, m_description};
+        return {m_number, m_adresse, m_plz, m_ort, m_description};
+    }
+    if (detail)
+        return {m_number, m_number2, m_number3, m_adresse, m_plz, m_ort, m_description};
+    return {m_number, m_adresse, m_plz, m_ort, m_description};
+}
+
+EintragList::Item clsEintrag::listItem(bool smallIcons, bool detail) const {
+    EintragList::Item item;
+    item.Text = m_name;
+    item.Tag = RecordKey;
+    if (smallIcons)
+        item.SmallIcon = m_ansage.isEmpty() ? QStringLiteral("NOS") : QStringLiteral("S");
+    item.SubItems = SubItems(detail);
+    return item;
+}
+
+void clsEintrag::AddEintrag(EintragList* list, bool detail) const {
+    if (list == nullptr)
+        return;
+    list->Append(listItem(list->HasSmallIcons(), detail));
+}
+
+bool clsEintrag::AktualizeEntry(EintragList* list, int row) const {
+    if (list == nullptr || row < 0 || row >= list->Count())
+        return false;
+    // The row gets the entry's values in the detail layout; its small icon follows the greeting only
+    // when the row shows one.
+    return list->Replace(row, listItem(!list->At(row).SmallIcon.isEmpty(), true));
+}
+
+QString clsEintrag::NumberDialable() const {
+    return InPhone == 1 ? OutsideLinePrefix(*m_settings, m_number, 0) : m_number;
+}
+
+QString clsEintrag::FormatNumberforEurit(const QString& number, bool* changed) const {
+    QString formatted = number;
+    if (InPhone != 0) {
+        formatted.remove(QLatin1Char(' ')).remove(QLatin1Char('/')).remove(QLatin1Char('-'));
+        formatted = cut(formatted, limitsFor(phoneType()).Number);
+    }
+    if (changed != nullptr)
+        *changed = formatted != number;
+    return formatted;
+}
+
+void clsEintrag::setText(QString& member, const QString& value, int limit) {
+    const QString text = InPhone != 0 ? cut(value, limit) : value;
+    if (text != member)
+        m_isChanged = 1;
+    member = CleanForPhone(text, phoneType());
+}
+
+void clsEintrag::setPhoneNumber(QString& member, const QString& value) {
+    const QString number = CleanForPhone(FormatNumberforEurit(value), phoneType());
+    if (number != member)
+        m_isChanged = 1;
+    member = number;
+}
+
+void clsEintrag::setNumber(const QString& value) {
+    setPhoneNumber(m_number, value);
+}
+
+void clsEintrag::setNumber2(const QString& value) {
+    setPhoneNumber(m_number2, value);
+}
+
+void clsEintrag::setNumber3(const QString& value) {
+    setPhoneNumber(m_number3, value);
+}
+
+QString clsEintrag::Ansage() const {
+    return m_ansage.isEmpty() ? QString() : PathComplete(m_ansage, m_soundFolder);
+}
+
+void clsEintrag::setAnsage(const QString& value) {
+    // Compared in the kept form, so that giving back what Ansage() gave is no change.
+    const QString relative = PathRelative(value, m_soundFolder);
+    if (relative != m_ansage)
+        m_isChanged = 1;
+    m_ansage = relative;
+}
+
+void clsEintrag::setDescription(const QString& value) {
+    QString text = value;
+    if (InPhone != 0) {
+        text.replace(QStringLiteral("\r\n"), QStringLiteral("|"));
+        if (phoneType() == 2)
+            text = layoutForFiveLines(text);
+    }
+    setText(m_description, text, -1);
+}
+
+void clsEintrag::setOrt(const QString& value) {
+    setText(m_ort, value, limitsFor(phoneType()).Ort);
+}
+
+void clsEintrag::setPLZ(const QString& value) {
+    setText(m_plz, value, limitsFor(phoneType()).PLZ);
+}
+
+void clsEintrag::setAdresse(const QString& value) {
+    setText(m_adresse, value, limitsFor(phoneType()).Adresse);
+}
+
+void clsEintrag::setName(const QString& value) {
+    setText(m_name, value, limitsFor(phoneType()).Name);
+}
