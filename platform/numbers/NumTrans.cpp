@@ -23,7 +23,8 @@ const icu::Locale& placeLanguage() {
 
 QString countryName(const std::string& regionCode) {
     icu::UnicodeString name;
-    icu::Locale(nullptr, regionCode.c_str()).getDisplayCountry(placeLanguage(), name);
+    // An empty language, not a null one: a null language gives ICU's default locale, whatever the region.
+    icu::Locale("", regionCode.c_str()).getDisplayCountry(placeLanguage(), name);
     std::string utf8;
     name.toUTF8String(utf8);
     return QString::fromStdString(utf8);
