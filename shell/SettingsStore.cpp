@@ -54,8 +54,7 @@ void SettingsStore::Eurit_RegLoad() {
     s.NBSTAKZ = read("NBSTAKZ", QString()).toString();
     s.NBSTAKZIN = read("NBSTAKZIN", QString()).toString();
     s.Vorwahl = read("Vorwahl", QString()).toString();
-    m_language.setLanguageId(read("Language", 9).toInt());
-    m_language.LanguageSet(m_language.LanguageId());
+    m_language.setLanguageId(read("Language", 9).toInt()); // selects the language too
 }
 
 void SettingsStore::Eurit_Cfg_load() {

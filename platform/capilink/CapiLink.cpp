@@ -158,6 +158,7 @@ struct CapiLink::Core {
     void endCall(Call& call, int32_t reason);
     void raiseCallState(const Call& call, const char* state, int32_t reason = 0);
     void raiseError(int32_t number, const QString& text);
+    void raiseDigit(char digit);
     void raiseFileOut(int32_t samples, int32_t endValue);
     void raiseFileIn(int32_t samples);
     // A file the line cannot play or record: logged, reported, and a failure for the caller.
@@ -784,13 +785,7 @@ void CapiLink::Core::disconnect(uint32_t plci) {
 }
 
 void CapiLink::Core::startDtmfDetection() {
-    voice.setDtmfDetection([this](char digit) {
-        CtiEvent event;
-        event.setType(CtiEvent::Dtmf);
-        event.setXcId(ChannelId);
-        event.setDtmfDigit(digit);
-        pending.push_back(event);
-    });
+    voice.setDtmfDetection([this](char digit) { raiseDigit(digit); });
 }
 
 void CapiLink::Core::respond(MessageReader& m) {
@@ -1011,13 +1006,8 @@ void CapiLink::Core::onFacility(MessageReader& m) {
         }
         return;
     }
-    for (char digit : parameter) {
-        CtiEvent event;
-        event.setType(CtiEvent::Dtmf);
-        event.setXcId(ChannelId);
-        event.setDtmfDigit(digit);
-        pending.push_back(event);
-    }
+    for (char digit : parameter)
+        raiseDigit(digit);
 }
 
 void CapiLink::Core::onDataInd(MessageReader& m, const uint8_t* raw) {
@@ -1105,6 +1095,14 @@ void CapiLink::Core::raiseCallState(const Call& call, const char* state, int32_t
     event.setDirection(call.incoming ? 1 : 2);
     event.setStateName(state);
     event.setReason(reason);
+    pending.push_back(event);
+}
+
+void CapiLink::Core::raiseDigit(char digit) {
+    CtiEvent event;
+    event.setType(CtiEvent::Dtmf);
+    event.setXcId(ChannelId);
+    event.setDtmfDigit(digit);
     pending.push_back(event);
 }
 
