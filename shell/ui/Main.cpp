@@ -24,6 +24,21 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+namespace {
+
+// Some fonts draw the dots and accents of capitals ("Ö", "Å", "É") above their own ascent; a label is only
+// as high as the ascent, so the marks would be cut off and "Österreich" read "Osterreich". The label gets
+// that many pixels of room above its text. (A label with selectable text clips to its text's own box
+// whatever its margins, so these labels are plain.)
+void roomForAccents(QLabel* label) {
+    const QFontMetrics metrics(label->font());
+    const int above = -metrics.boundingRect(QStringLiteral("ÄÖÜÅÉÎ")).top() - metrics.ascent();
+    if (above > 0)
+        label->setContentsMargins(0, above, 0, 0);
+}
+
+} // namespace
+
 Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(program) {
     setObjectName(QStringLiteral("Main"));
     setWindowTitle(QStringLiteral("Morva"));
@@ -75,7 +90,7 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     nameFont.setPointSizeF(nameFont.pointSizeF() * 1.6);
     nameFont.setBold(true);
     m_lblName->setFont(nameFont);
-    m_lblName->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    roomForAccents(m_lblName);
     grid->addWidget(m_lblName, 1, 0, 1, 2);
 
     m_lblOrt = addField(grid, 2, "lblOrtLabel", "lblOrt");
@@ -162,7 +177,7 @@ QLabel* Main::addField(QGridLayout* grid, int row, const char* captionName, cons
     caption->setObjectName(QString::fromUtf8(captionName));
     auto* field = new QLabel(m_Frame1);
     field->setObjectName(QString::fromUtf8(fieldName));
-    field->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    roomForAccents(field);
     grid->addWidget(caption, row, 0);
     grid->addWidget(field, row, 1);
     return field;

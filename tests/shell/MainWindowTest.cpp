@@ -9,7 +9,9 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
+#include <QPainter>
 #include <QTest>
 #include <QToolButton>
 
@@ -135,6 +137,44 @@ TEST(MainWindow, TypedTextSurvivesTheEndOfACall) {
     QTest::keyClicks(w.txtNumber(), QStringLiteral("0301"));
     w.call().Eurit_ShowCallState(MaskAll);
     EXPECT_EQ(w.txtNumber()->text(), QStringLiteral("0301"));
+}
+
+// Rows of the picture with ink in them (darker than the window's background).
+int inkedRows(const QImage& image) {
+    int rows = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (qGray(image.pixel(x, y)) < 128) {
+                ++rows;
+                break;
+            }
+        }
+    }
+    return rows;
+}
+
+// The dots of a capital stand above the font's ascent in common fonts; the place and name labels show
+// them whole, as tall as the letter drawn with room to spare.
+TEST(MainWindow, AccentsOfCapitalsAreNotCutOff) {
+    Window w;
+    for (const char* name : {"lblOrt", "lblName"}) {
+        SCOPED_TRACE(name);
+        auto* label = w.main->findChild<QLabel*>(QString::fromLatin1(name));
+        const QString text = QStringLiteral("Ö");
+        label->setText(text);
+        w.main->centralWidget()->layout()->activate();
+
+        const QFontMetrics metrics(label->font());
+        QImage free(metrics.horizontalAdvance(text) + 8, metrics.height() * 3, QImage::Format_RGB32);
+        free.fill(Qt::white);
+        QPainter painter(&free);
+        painter.setFont(label->font());
+        painter.setPen(Qt::black);
+        painter.drawText(4, metrics.height() * 2, text);
+        painter.end();
+
+        EXPECT_EQ(inkedRows(label->grab().toImage()), inkedRows(free));
+    }
 }
 
 } // namespace
