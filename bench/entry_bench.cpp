@@ -22,7 +22,7 @@ public:
         block = in;
         return 0;
     }
-    bool IsNormalHardDiskBook() const override { return true; }
+    bool KeepsGreetings() const override { return true; }
 
     RecordBlock block{};
 };

@@ -58,7 +58,8 @@ QString IncomingPrefix(const Settings& settings, const QString& number, int mode
 }
 
 QString FormatCanonic(const Settings& settings, const NumTrans& numTrans, const QString& number,
-                      const QString& pattern, QString& place1, QString& place2) {
+                      const QString& pattern, QString& place1, QString& place2,
+                      const CarrierCodes* carriers) {
     place1.clear();
     place2.clear();
     if (number.size() <= 2 || settings.LandesCode.isEmpty() || settings.Vorwahl.isEmpty())
@@ -66,7 +67,11 @@ QString FormatCanonic(const Settings& settings, const NumTrans& numTrans, const 
 
     // The library reads numbers as dialled from the own country: it knows neither carrier codes nor
     // the own area code. A local number written with blanks or slashes is local all the same.
-    QString dialled = StripCarrierPrefix(number.trimmed());
+    QString dialled = number.trimmed();
+    if (carriers) {
+        QString carrier;
+        dialled = carriers->StripCarrierPrefix(dialled, carrier);
+    }
     const QString bare = withoutMarks(dialled);
     if (IsNumericNumber(bare))
         dialled = AddAreaCode(settings, bare);
@@ -88,13 +93,6 @@ QString FormatNumberPattern(const Settings& settings, const NumTrans& numTrans, 
                             QStringLiteral("<NUMBER>");
     QString place1, place2;
     return FormatCanonic(settings, numTrans, number, pattern, place1, place2);
-}
-
-QString StripCarrierPrefix(const QString& number) {
-    return number;
-}
-QString ApplyCarrier(const QString& number) {
-    return number;
 }
 
 namespace {

@@ -16,6 +16,17 @@
 struct Settings;
 class NumTrans;
 
+// The carrier codes that may stand in front of a number (the carrier module on the macro book gives
+// them).
+class CarrierCodes {
+public:
+    virtual ~CarrierCodes() = default;
+    // The number without the first known carrier code at its head; `text` gets that carrier's display
+    // text, or is emptied when no code matches. While carriers are not active the number stays and `text`
+    // is untouched.
+    virtual QString StripCarrierPrefix(const QString& number, QString& text) const = 0;
+};
+
 // Only the characters "0" to "9".
 QString DigitsOnly(const QString& text);
 // True for a non-empty text of digits, with at most a leading "+".
@@ -38,16 +49,12 @@ QString IncomingPrefix(const Settings& settings, const QString& number, int mode
 // own area code; then the number library splits it. A number that the library cannot split is the result
 // as it stands, with both places empty.
 QString FormatCanonic(const Settings& settings, const NumTrans& numTrans, const QString& number,
-                      const QString& pattern, QString& place1, QString& place2);
+                      const QString& pattern, QString& place1, QString& place2,
+                      const CarrierCodes* carriers = nullptr);
 // The split form "00<COUNTRY>" separator "<AREA>" separator "<NUMBER>" ("0049-89-1234567"), or the number
 // as given when it cannot be split.
 QString FormatNumberPattern(const Settings& settings, const NumTrans& numTrans, const QString& number,
                             const QString& separator);
-
-// Carrier codes in front of a number. Until carriers exist, no number carries one: both leave the number
-// as it is.
-QString StripCarrierPrefix(const QString& number);
-QString ApplyCarrier(const QString& number);
 
 // A number for the telephone's book: trimmed, without the characters that the telephone kind reserves
 // (kinds 0, 1 and 3: ";" and ","; kind 2: ";"; kind 4: "%").

@@ -2,6 +2,7 @@
 
 #include "lines/sound/modPathModify.h"
 #include "numbers/Num_module.h"
+#include "platform/pdbstore/Windows1252.h"
 #include "shell/Settings.h"
 
 #include <QDir>
@@ -12,42 +13,6 @@
 #include <cstring>
 
 namespace {
-
-// Windows-1252 differs from Latin-1 in the bytes 0x80 to 0x9F; the five it leaves unassigned stay the
-// C1 controls, as Windows maps them.
-constexpr char16_t kHigh[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-                                0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
-                                0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-                                0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
-
-char toWindows1252(char16_t c) {
-    if (c < 0x80 || (c >= 0xA0 && c <= 0xFF))
-        return static_cast<char>(c);
-    const auto* found = std::find(std::begin(kHigh), std::end(kHigh), c);
-    return found == std::end(kHigh) ? '?' : static_cast<char>(0x80 + (found - std::begin(kHigh)));
-}
-
-QByteArray encode(const QString& text) {
-    QByteArray bytes;
-    bytes.reserve(text.size());
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text.at(i);
-        // A character outside the basic plane is one character: one "?".
-        if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate())
-            ++i;
-        bytes.append(toWindows1252(c.unicode()));
-    }
-    return bytes;
-}
-
-QString decode(const char* bytes, qsizetype size) {
-    QString text(size, Qt::Uninitialized);
-    for (qsizetype i = 0; i < size; ++i) {
-        const auto byte = static_cast<unsigned char>(bytes[i]);
-        text[i] = QChar(byte >= 0x80 && byte < 0xA0 ? kHigh[byte - 0x80] : static_cast<char16_t>(byte));
-    }
-    return text;
-}
 
 // Trimmed of blanks only: a note may end in a line break that belongs to it.
 QString trimBlanks(const QString& text) {
@@ -109,7 +74,7 @@ QString layoutForFiveLines(QString text) {
 namespace EintragRecord {
 
 void PutText(RecordBlock& block, Field field, const QString& value) {
-    const QByteArray bytes = encode(value);
+    const QByteArray bytes = pdb::ToWindows1252(value);
     char* out = block.data() + field.offset;
     if (bytes.size() >= field.width) {
         std::memcpy(out, bytes.constData(), std::size_t(field.width));
@@ -123,7 +88,7 @@ void PutText(RecordBlock& block, Field field, const QString& value) {
 QString GetText(const RecordBlock& block, Field field) {
     const char* in = block.data() + field.offset;
     const char* end = std::find(in, in + field.width, '\0');
-    return trimBlanks(decode(in, end - in));
+    return trimBlanks(pdb::FromWindows1252(in, end - in));
 }
 
 void PutKey(RecordBlock& block, double key) {
@@ -160,6 +125,7 @@ bool EintragList::Replace(int row, Item item) {
 void EintragList::Clear() {
     beginResetModel();
     m_items.clear();
+    m_selected = -1;
     endResetModel();
 }
 
@@ -230,7 +196,7 @@ RecordBlock clsEintrag::ToRecord() const {
     R::PutText(block, R::Number2, m_number2);
     R::PutText(block, R::Number3, m_number3);
     // The greeting is kept in its relative form, so that the book follows a moved sound folder.
-    R::PutText(block, R::Ansage, hDB != nullptr && hDB->IsNormalHardDiskBook() ? m_ansage : QString());
+    R::PutText(block, R::Ansage, hDB != nullptr && hDB->KeepsGreetings() ? m_ansage : QString());
     block[std::size_t(R::ISChanged.offset)] = m_isChanged != 0 ? 'T' : 'N';
     block[std::size_t(R::ISChanged.offset + 1)] = '\0';
     return block;

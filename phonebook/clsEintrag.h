@@ -69,6 +69,9 @@ public:
     // Replaces the item of an existing row; false if the row does not exist.
     bool Replace(int row, Item item);
     void Clear();
+    // The selected row, -1 for none; the list view that shows the model keeps it in step.
+    int Selected() const { return m_selected; }
+    void Select(int row) { m_selected = row; }
 
     int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     int columnCount(const QModelIndex& parent = QModelIndex()) const override;
@@ -76,6 +79,7 @@ public:
 
 private:
     bool m_smallIcons;
+    int m_selected = -1;
     std::vector<Item> m_items;
 };
 

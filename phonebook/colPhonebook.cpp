@@ -1,6 +1,337 @@
 #include "phonebook/colPhonebook.h"
 
-QString colPhonebook::NumberToNameAddNew(const QString& number, QString& detail) const {
-    detail.clear();
-    return number;
+#include "numbers/Num_module.h"
+#include "platform/pdbstore/PdbStore.h"
+#include "platform/profile/ProfileStore.h"
+#include "shell/Language.h"
+#include "shell/Log_Modul.h"
+#include "shell/Settings.h"
+#include "shell/UserDialogs.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <exception>
+
+namespace {
+
+const QString PhoneBookSection = QStringLiteral("PhoneBook");
+
+bool isSpecialKey(const QString& key) {
+    return key == QLatin1String("QUICK") || key == QLatin1String("NEW") || key == QLatin1String("MACRO");
+}
+
+} // namespace
+
+colPhonebook::colPhonebook(PhonebookServices services, ProfileStore& profiles, const QString& iniPath)
+    : Vorwahlen(*this, profiles, iniPath), m_services(std::move(services)), m_profiles(profiles),
+      m_iniPath(iniPath) {}
+
+colPhonebook::~colPhonebook() {
+    m_books.clear();
+    PhonebookInEurit.reset();
+    if (m_storeStarted)
+        m_services.store.PDB_Exit();
+}
+
+clsPhonebook& colPhonebook::Add(const QString& name, const QString& fileName, const QString& key) {
+    auto book = std::make_unique<clsPhonebook>(m_services, this);
+    book->Name = name;
+    book->FileName = fileName;
+    book->Key = key;
+    m_books.push_back(std::move(book));
+    return *m_books.back();
+}
+
+clsPhonebook* colPhonebook::Item(int index) const {
+    return index >= 1 && index <= Count() ? m_books[size_t(index - 1)].get() : nullptr;
+}
+
+clsPhonebook* colPhonebook::Item(const QString& key) const {
+    return findByKey(key);
+}
+
+clsPhonebook* colPhonebook::findByKey(const QString& key) const {
+    if (key.isEmpty())
+        return nullptr;
+    for (const auto& book : m_books)
+        if (book->Key.compare(key, Qt::CaseInsensitive) == 0)
+            return book.get();
+    return nullptr;
+}
+
+void colPhonebook::Remove(int index) {
+    if (index >= 1 && index <= Count())
+        m_books.erase(m_books.begin() + (index - 1));
+}
+
+void colPhonebook::Remove(const QString& key) {
+    for (auto it = m_books.begin(); it != m_books.end(); ++it) {
+        if (!key.isEmpty() && (*it)->Key.compare(key, Qt::CaseInsensitive) == 0) {
+            m_books.erase(it);
+            return;
+        }
+    }
+}
+
+void colPhonebook::ShowEditWindowFree(const QString& number) {
+    QString carrier;
+    const QString wanted = Vorwahlen.StripCarrierPrefix(number.trimmed(), carrier);
+    for (const auto& book : m_books) {
+        if (auto entry = book->clsEintragByNumber(wanted)) {
+            book->ShowEditWindow(entry->RecordKey, -1);
+            return;
+        }
+    }
+}
+
+QString colPhonebook::TranslateNumber(const QString& number, int addArea, int addToNew, QString& detail,
+                                      QString& greeting) {
+    const Settings& settings = m_services.settings;
+    QString carrier;
+    const QString received = Vorwahlen.StripCarrierPrefix(number.trimmed(), carrier);
+    const QString wanted = addArea == 1 ? AddAreaCode(settings, received) : received;
+
+    for (const auto& book : m_books) {
+        if (auto entry = book->clsEintragByNumber(wanted)) {
+            detail = entry->Adresse() + QLatin1Char(' ') + entry->PLZ() + QLatin1Char(' ') + entry->Ort() +
+                     QStringLiteral(" - ") + entry->Description();
+            greeting = entry->Ansage();
+            return entry->Name();
+        }
+    }
+    detail = wanted;
+
+    // Short internal numbers are told by their length as received, before the own area code.
+    const bool shortNumber = received.size() <= settings.IgnoreDigits;
+    const bool ignored = settings.IgnoreNumbers == 0   ? false
+                         : settings.IgnoreNumbers == 1 ? shortNumber
+                                                       : true;
+    // A withheld number has nothing to remember.
+    if (addToNew == 1 && !ignored && !wanted.isEmpty()) {
+        if (clsPhonebook* fresh = Item(QStringLiteral("NEW")))
+            fresh->EintragAdd(wanted, {}, {}, {}, {}, wanted, {}, {}, {});
+        if (IsNumericNumber(wanted) && LookupNumber)
+            LookupNumber(wanted);
+    }
+    return wanted;
+}
+
+QString colPhonebook::GetAnsage(const QString& number, int addArea) {
+    QString wanted = number.trimmed();
+    if (addArea == 1)
+        wanted = AddAreaCode(m_services.settings, wanted);
+    for (const auto& book : m_books) {
+        if (isSpecialKey(book->Key))
+            continue;
+        if (auto entry = book->clsEintragByNumber(wanted))
+            return entry->Ansage();
+    }
+    return QString();
+}
+
+bool colPhonebook::NumberExists(const QString& number, int addArea) {
+    QString carrier;
+    QString wanted = Vorwahlen.StripCarrierPrefix(number.trimmed(), carrier);
+    if (addArea == 1)
+        wanted = AddAreaCode(m_services.settings, wanted);
+    for (const auto& book : m_books)
+        if (book->clsEintragByNumber(wanted))
+            return true;
+    return false;
+}
+
+bool colPhonebook::ChangeEntry(const QString& number, const QString& name, const QString& address,
+                               const QString& postalCode, const QString& town, int force) {
+    const QString wanted = number.trimmed();
+    bool changed = false;
+    const auto update = [&](clsPhonebook& book, const QString& searched) {
+        auto entry = book.clsEintragByNumber(searched);
+        if (!entry || (force != 1 && entry->Name() != searched))
+            return;
+        if (!name.isEmpty())
+            entry->setName(name);
+        if (!address.isEmpty())
+            entry->setAdresse(address);
+        if (!postalCode.isEmpty())
+            entry->setPLZ(postalCode);
+        if (!town.isEmpty())
+            entry->setOrt(town);
+        changed |= entry->PutRecord() == 0;
+    };
+    // Book 1 mirrors the telephone, whose numbers carry the outside-line prefix.
+    if (clsPhonebook* first = Item(1))
+        update(*first, OutsideLinePrefix(m_services.settings, wanted, 1));
+    for (int i = 2; i <= Count(); ++i)
+        update(*Item(i), wanted);
+    return changed;
+}
+
+QString colPhonebook::GetNewFileName() const {
+    for (int n = 1;; ++n) {
+        const QString name = QStringLiteral("Phb%1.dbf").arg(n);
+        if (!QFileInfo::exists(m_services.dataFolder + name))
+            return name;
+    }
+}
+
+void colPhonebook::ReIndexAndRepair() {
+    for (const auto& book : m_books) {
+        book->DBClose();
+        book->DeleteDBFiles(true);
+        book->PackDatabase();
+        book->DBOpen(true);
+    }
+}
+
+bool colPhonebook::IsNormalHardDiskBook(int32_t handle) const {
+    if (handle == 0)
+        return false;
+    for (const auto& book : m_books)
+        if (book->hDB == handle)
+            return book->IsNormalHardDiskBook();
+    return false;
+}
+
+QString colPhonebook::NumberToName(const QString& number, QString& detail) {
+    QString greeting;
+    return TranslateNumber(number, 1, 0, detail, greeting);
+}
+
+QString colPhonebook::NumberToNameAddNew(const QString& number, QString& detail) {
+    QString greeting;
+    return TranslateNumber(number, 1, 1, detail, greeting);
+}
+
+void colPhonebook::openDiskBook(clsPhonebook& book, bool createIndex) {
+    book.BookType = clsPhonebook::DiskBook;
+    book.DBOpen(createIndex);
+}
+
+void colPhonebook::Phonebooks_create() {
+    Logs& logs = m_services.logs;
+    const Language& language = m_services.language;
+    QDir().mkpath(m_services.dataFolder);
+    logs.Log_Write(QStringLiteral("Phonebooks_create Begin"));
+    try {
+        m_services.store.PDB_Init();
+        m_storeStarted = true;
+        PhonebookInEurit = std::make_unique<clsPhonebook>(m_services, nullptr);
+        PhonebookInEurit->Name = QStringLiteral("InEurit");
+        PhonebookInEurit->FileName = QStringLiteral("PhbInEurit.dbf");
+        PhonebookInEurit->InPhone = 1;
+
+        const int count =
+            m_profiles.GetPrivateProfileInt(PhoneBookSection, QStringLiteral("Anzahl"), 0, m_iniPath);
+        int step = 0;
+        const auto advance = [&] {
+            m_services.dialogs.Set_load_stat(++step * 100 / (count + 1));
+        };
+
+        clsPhonebook& telephone =
+            Add(language.LanguageString(3935), QStringLiteral("PhbEurit.dbf"), QString());
+        telephone.InPhone = 1;
+        telephone.DBOpen(true);
+        advance();
+
+        for (int i = 2; i <= count; ++i) {
+            const QString number = QString::number(i);
+            const QString name =
+                m_profiles.GetPrivateProfileString(PhoneBookSection, QStringLiteral("PhoneBook") + number,
+                                                   QStringLiteral("PhoneBook") + number, m_iniPath);
+            QString file = m_profiles.GetPrivateProfileString(
+                PhoneBookSection, QStringLiteral("PhName") + number, {}, m_iniPath);
+            if (file.trimmed().isEmpty())
+                continue;
+            const bool oldText = file.endsWith(QLatin1String(".txt"), Qt::CaseInsensitive);
+            if (!QFileInfo::exists(m_services.dataFolder + file) && !oldText)
+                continue;
+            if (oldText)
+                file = file.left(file.size() - 4) + QStringLiteral(".dbf");
+            const QString key = m_profiles.GetPrivateProfileString(
+                PhoneBookSection, QStringLiteral("PhKey") + number, {}, m_iniPath);
+            clsPhonebook& book = Add(name, file, key);
+            if (key == QLatin1String("MACRO"))
+                book.IsMacroBook = 1;
+            openDiskBook(book, true);
+            advance();
+        }
+
+        if (count < 2)
+            openDiskBook(Add(language.LanguageString(3660), GetNewFileName(), QString()), true);
+
+        const struct {
+            const char* key;
+            QString name;
+            const char* file;
+        } specials[] = {{"QUICK", QStringLiteral("Quickdial"), "PhbQuick.dbf"},
+                        {"NEW", language.LanguageString(3661), "PhbNew.dbf"},
+                        {"MACRO", QStringLiteral("Macros"), "Macros.dbf"}};
+        for (const auto& special : specials)
+            if (!Item(QLatin1String(special.key)))
+                openDiskBook(Add(special.name, QLatin1String(special.file), QLatin1String(special.key)),
+                             true);
+
+        // Any other table of the data folder becomes a book of its own.
+        static const QStringList reserved = {QStringLiteral("add.dbf"),       QStringLiteral("delete.dbf"),
+                                             QStringLiteral("macros.dbf"),    QStringLiteral("phbnew.dbf"),
+                                             QStringLiteral("phbquick.dbf"),  QStringLiteral("phbeurit.dbf"),
+                                             QStringLiteral("phbineurit.dbf")};
+        QDir folder(m_services.dataFolder);
+        folder.setNameFilters({QStringLiteral("*.dbf")});
+        folder.setFilter(QDir::Files);
+        folder.setSorting(QDir::Name | QDir::IgnoreCase);
+        QStringList found;
+        for (const QString& file : folder.entryList()) {
+            if (reserved.contains(file, Qt::CaseInsensitive))
+                continue;
+            bool used = false;
+            for (const auto& book : m_books)
+                used |= book->FileName.compare(file, Qt::CaseInsensitive) == 0;
+            if (!used)
+                found << file;
+        }
+        for (auto it = found.crbegin(); it != found.crend(); ++it) {
+            clsPhonebook& book = Add(language.LanguageString(3660), *it, QString());
+            book.BookType = clsPhonebook::DiskBook;
+            book.DeleteDBFiles(true);
+            if (book.DBOpen(false) != 0)
+                Remove(Count());
+        }
+        logs.Log_Write(QStringLiteral("Phonebooks_create End"));
+    } catch (const std::exception& error) {
+        logs.Log_Write(QStringLiteral("Phonebooks_create Error:") + QString::fromLocal8Bit(error.what()));
+    }
+}
+
+void colPhonebook::Phonebooks_save() {
+    ProfileBatch batch(m_profiles, m_iniPath);
+    m_profiles.WritePrivateProfileString(PhoneBookSection, QStringLiteral("Anzahl"), QString::number(Count()),
+                                         m_iniPath);
+    for (int i = 2; i <= Count(); ++i) {
+        const clsPhonebook& book = *Item(i);
+        const QString number = QString::number(i);
+        m_profiles.WritePrivateProfileString(PhoneBookSection, QStringLiteral("PhoneBook") + number,
+                                             book.Name, m_iniPath);
+        m_profiles.WritePrivateProfileString(PhoneBookSection, QStringLiteral("PhName") + number,
+                                             book.FileName, m_iniPath);
+        m_profiles.WritePrivateProfileString(PhoneBookSection, QStringLiteral("PhKey") + number, book.Key,
+                                             m_iniPath);
+    }
+    batch.commit();
+}
+
+void colPhonebook::Phonebooks_close() {
+    Phonebooks_save();
+    for (int i = 2; i <= Count(); ++i)
+        Item(i)->DBClose();
+}
+
+void colPhonebook::Phonebooks_destroy() {
+    Phonebooks_close();
+    m_books.clear();
+    PhonebookInEurit.reset();
+    if (m_storeStarted)
+        m_services.store.PDB_Exit();
+    m_storeStarted = false;
 }

@@ -3,12 +3,14 @@
 #include "config/clsConfig.h"
 #include "lines/capi/modCti.h"
 #include "numbers/Num_module.h"
+#include "phonebook/modVorwahlen.h"
 #include "shell/Eurit30.h"
 #include "shell/Settings.h"
 
 CallCommands::CallCommands(const Settings& settings, Eurit30& call, CtiBinding& line,
-                           const colConfig& configs, std::function<void(const QString&)> showMessage)
-    : m_settings(settings), m_call(call), m_line(line), m_configs(configs),
+                           const colConfig& configs, modVorwahlen& carriers,
+                           std::function<void(const QString&)> showMessage)
+    : m_settings(settings), m_call(call), m_line(line), m_configs(configs), m_carriers(carriers),
       m_showMessage(std::move(showMessage)) {}
 
 void CallCommands::report(const QString& what, int32_t result) {
@@ -21,7 +23,7 @@ void CallCommands::Eurit_Dial(const QString& typed) {
     number.remove(QLatin1Char('-'));
     number.remove(QLatin1Char('/'));
     m_call.RememberNumber(number);
-    number = ApplyCarrier(number);
+    number = m_carriers.ApplyCarrier(number);
 
     m_call.Eurit_ResetCall();
     m_call.CallNumber = number.trimmed();

@@ -12,12 +12,13 @@ struct Settings;
 class Eurit30;
 class CtiBinding;
 class colConfig;
+class modVorwahlen;
 
 class CallCommands {
 public:
     // `showMessage` shows a failure to the user (a message box in the window).
     CallCommands(const Settings& settings, Eurit30& call, CtiBinding& line, const colConfig& configs,
-                 std::function<void(const QString&)> showMessage);
+                 modVorwahlen& carriers, std::function<void(const QString&)> showMessage);
 
     void Eurit_Dial(const QString& number);
     void Eurit_Answer();
@@ -35,5 +36,6 @@ private:
     Eurit30& m_call;
     CtiBinding& m_line;
     const colConfig& m_configs;
+    modVorwahlen& m_carriers;
     std::function<void(const QString&)> m_showMessage;
 };

@@ -37,7 +37,7 @@ QString FormatLongTime(qint64 seconds) {
 }
 
 Eurit30::Eurit30(const Clock& clock, const Settings& settings, const Language& language,
-                 const colConfig& configs, const colPhonebook& phonebooks, CallLogStore& callLog,
+                 const colConfig& configs, colPhonebook& phonebooks, CallLogStore& callLog,
                  ActionRules& actions, LastNumbers& lastNumbers)
     : m_clock(clock), m_settings(settings), m_language(language), m_configs(configs),
       m_phonebooks(phonebooks), m_callLog(callLog), m_actions(actions), m_lastNumbers(lastNumbers) {
@@ -97,7 +97,8 @@ void Eurit30::Eurit_ShowCallState(int mask) {
 void Eurit30::Eurit_ShowCallFields(int mask) {
     if (mask & MaskNumber) {
         QString place1, place2;
-        FormatCanonic(m_settings, m_numTrans, CallNumber, QStringLiteral("0<AREA> <NUMBER>"), place1, place2);
+        FormatCanonic(m_settings, m_numTrans, CallNumber, QStringLiteral("0<AREA> <NUMBER>"), place1, place2,
+                      &m_phonebooks.Vorwahlen);
         m_panel.lblOrt = place2.isEmpty() ? place1 : place2;
         m_panel.lblOrtToolTip = place1;
         RememberNumber(CallNumber);
@@ -106,7 +107,8 @@ void Eurit30::Eurit_ShowCallFields(int mask) {
     }
     if (CallState != StateIdle) {
         if (mask & MaskNumber) {
-            m_panel.txtNumber = StripCarrierPrefix(CallNumber);
+            QString carrier;
+            m_panel.txtNumber = m_phonebooks.Vorwahlen.StripCarrierPrefix(CallNumber, carrier);
             m_panel.DDENummer = CallNumber;
         }
         if (mask & MaskMSN)

@@ -75,8 +75,7 @@ class Eurit30 : public QObject {
     Q_OBJECT
 public:
     Eurit30(const Clock& clock, const Settings& settings, const Language& language, const colConfig& configs,
-            const colPhonebook& phonebooks, CallLogStore& callLog, ActionRules& actions,
-            LastNumbers& lastNumbers);
+            colPhonebook& phonebooks, CallLogStore& callLog, ActionRules& actions, LastNumbers& lastNumbers);
 
     // The shared call record. CallState is also read by the line library's thread (the alert decision),
     // so it is atomic; everything else belongs to the main thread.
@@ -122,7 +121,7 @@ private:
     const Settings& m_settings;
     const Language& m_language;
     const colConfig& m_configs;
-    const colPhonebook& m_phonebooks;
+    colPhonebook& m_phonebooks;
     CallLogStore& m_callLog;
     ActionRules& m_actions;
     LastNumbers& m_lastNumbers;

@@ -87,6 +87,9 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
 
     // 16: the stores and engines, then the line; the event timer from CtiInit on.
     step("Main Form_Load:Phonebooks_create");
+    m_program.Phonebooks.services().lastRunFailed = m_bLastRunFailed;
+    m_program.Phonebooks.Phonebooks_create();
+    m_program.Phonebooks.Vorwahlen.LoadCarriers();
     if (!m_program.cti.CtiInit())
         return StartResult::LineFailed;
     m_host.setEventTimer(true);
@@ -117,6 +120,8 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     m_host.closeSplash();
     step("Main Form_Load:Init");
     m_program.call.Init();
+    // Every book of this start has seen the abnormal end; the next opens keep their indexes.
+    m_program.Phonebooks.services().lastRunFailed = false;
     step("Main Form_Load: Finished");
     m_bLastRunFailed = false;
     m_bLoading = false;
@@ -187,8 +192,10 @@ bool MainLifecycle::Form_QueryUnload() {
         m_host.showMessage(QStringLiteral("Kann Registry Key nicht anlegen!"));
     step("Main Form_QueryUnload: HotKey Exit");
     step("Main Form_QueryUnload: Vorwahl Exit");
+    m_program.Phonebooks.Vorwahlen.SaveCarriers();
     step("Main Form_QueryUnload: Twix Exit");
     step("Main Form_QueryUnload: Phonebooks_destroy");
+    m_program.Phonebooks.Phonebooks_destroy();
     step("Main Form_QueryUnload: Konfig_destroy");
     step("Main Form_QueryUnload: SEZGDB_Exit");
     step("Main Form_QueryUnload: Zeitsteuerung_Destroy");

@@ -6,13 +6,19 @@
 
 Program::Program(const Clock& clock_, std::unique_ptr<CtiLibrary> line_, const QString& dataDir_)
     : clock(clock_), dataDir(dataDir_), registry(profiles, RegistryPath(dataDir_)),
-      logs(clock_, settings, dataDir_), Konfigurationen(language), actions(settings, callLog),
+      logs(clock_, settings, dataDir_), dialogs(logs), Konfigurationen(language),
+      Phonebooks(PhonebookServices{store, settings, logs, language, dialogs,
+                                   QDir(dataDir_).filePath(QStringLiteral("Data")) + QLatin1Char('/'),
+                                   dataDir_, [this] { return sound.DefaultSoundPath; }, false, nullptr,
+                                   nullptr, 0},
+                 profiles, IniPath(dataDir_)),
+      actions(settings, callLog),
       settingsStore(profiles, registry, IniPath(dataDir_), settings, lastNumbers, actions, language),
       sound(dataDir_),
       call(clock_, settings, language, Konfigurationen, Phonebooks, callLog, actions, lastNumbers),
       line(std::move(line_)),
       cti(*line, clock_, settings, logs, call, Konfigurationen, sound, machine, dataDir_),
-      commands(settings, call, cti, Konfigurationen, nullptr) {
+      commands(settings, call, cti, Konfigurationen, Phonebooks.Vorwahlen, nullptr) {
     profiles.problemReport = [this](const QString& text) {
         logs.Log_Write(text);
     };

@@ -12,6 +12,7 @@
 #include "lines/sound/modFdSound.h"
 #include "numbers/Num_module.h"
 #include "phonebook/colPhonebook.h"
+#include "platform/pdbstore/PdbStore.h"
 #include "platform/profile/ProfileStore.h"
 #include "platform/profile/modRegSet.h"
 #include "serial/CallCommands.h"
@@ -20,6 +21,7 @@
 #include "shell/Log_Modul.h"
 #include "shell/Settings.h"
 #include "shell/SettingsStore.h"
+#include "shell/UserDialogs.h"
 
 #include <QString>
 
@@ -30,7 +32,8 @@ class CtiLibrary;
 
 class Program {
 public:
-    // `dataDir` is the folder of the data files and the logs; `line` the ISDN line library.
+    // `dataDir` is the folder of the data files and the logs (the phonebooks in its folder "Data");
+    // `line` the ISDN line library.
     Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir);
     ~Program();
 
@@ -62,6 +65,8 @@ public:
     Settings settings;
     Language language;
     Logs logs;
+    UserDialogs dialogs;
+    pdb::PdbStore store;
     colConfig Konfigurationen;
     colPhonebook Phonebooks;
     CallLogStore callLog;

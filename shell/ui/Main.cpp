@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QScreen>
 #include <QShortcut>
 #include <QStatusBar>
@@ -23,6 +24,8 @@
 #include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace {
 
@@ -135,6 +138,9 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     m_program.actions.setWindow(this);
     m_program.commands.setShowMessage(
         [this](const QString& text) { QMessageBox::warning(this, QStringLiteral("Morva"), text); });
+    m_program.dialogs.setAsker([this](const QString& text, UserDialogs::Buttons buttons,
+                                      UserDialogs::Icon icon) { return askUser(text, buttons, icon); });
+    m_program.dialogs.setEventPump([] { QCoreApplication::processEvents(); });
     Me_Set_Language();
     resize(520, 380);
 }
@@ -170,6 +176,8 @@ Main::~Main() {
     m_timerZeitsteuerung->stop();
     m_program.actions.setWindow(nullptr);
     m_program.commands.setShowMessage(nullptr);
+    m_program.dialogs.setAsker(nullptr);
+    m_program.dialogs.setEventPump(nullptr);
 }
 
 QLabel* Main::addField(QGridLayout* grid, int row, const char* captionName, const char* fieldName) {
@@ -212,12 +220,23 @@ void Main::showSplash(const QString& versionText) {
     lblVersion->setObjectName(QStringLiteral("lblVersion"));
     layout->addWidget(title, 0, Qt::AlignCenter);
     layout->addWidget(lblVersion, 0, Qt::AlignCenter);
+    // The start's progress: the books report while they open and take over old text files.
+    auto* loadStat = new QProgressBar(m_Start_form);
+    loadStat->setObjectName(QStringLiteral("Load_stat"));
+    loadStat->setRange(0, 100);
+    loadStat->setTextVisible(false);
+    layout->addWidget(loadStat);
+    m_program.dialogs.setLoadStatus([loadStat](int percent) {
+        loadStat->setValue(std::clamp(percent, 0, 100));
+        QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    });
     m_Start_form->resize(320, 160);
     m_Start_form->show();
     QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 void Main::closeSplash() {
+    m_program.dialogs.setLoadStatus(nullptr);
     if (m_Start_form)
         m_Start_form->close();
     m_Start_form = nullptr;
@@ -273,6 +292,30 @@ void Main::setWaitCursor(bool on) {
 
 void Main::showMessage(const QString& text) {
     QMessageBox::warning(this, QStringLiteral("Morva"), text);
+}
+
+UserDialogs::Answer Main::askUser(const QString& text, UserDialogs::Buttons buttons, UserDialogs::Icon icon) {
+    using B = UserDialogs::Buttons;
+    using I = UserDialogs::Icon;
+    const QMessageBox::Icon shown = icon == I::Question   ? QMessageBox::Question
+                                    : icon == I::Warning  ? QMessageBox::Warning
+                                    : icon == I::Critical ? QMessageBox::Critical
+                                                          : QMessageBox::Information;
+    const QMessageBox::StandardButtons offered =
+        buttons == B::YesNo         ? QMessageBox::Yes | QMessageBox::No
+        : buttons == B::YesNoCancel ? QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel
+                                    : QMessageBox::StandardButtons(QMessageBox::Ok);
+    QMessageBox box(shown, QStringLiteral("Morva"), text, offered, isVisible() ? this : nullptr);
+    switch (box.exec()) {
+    case QMessageBox::Yes:
+        return UserDialogs::Answer::Yes;
+    case QMessageBox::No:
+        return UserDialogs::Answer::No;
+    case QMessageBox::Ok:
+        return UserDialogs::Answer::Ok;
+    default:
+        return buttons == B::Ok ? UserDialogs::Answer::Ok : UserDialogs::Answer::Cancel;
+    }
 }
 
 void Main::Me_ShowPanel() {

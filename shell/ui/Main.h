@@ -5,6 +5,7 @@
 
 #include "automation/ActionRules.h"
 #include "shell/MainLifecycle.h"
+#include "shell/UserDialogs.h"
 
 #include <QMainWindow>
 
@@ -58,6 +59,8 @@ public Q_SLOTS:
     void postClose() override;
     void setWaitCursor(bool on) override;
     void showMessage(const QString& text) override;
+    // A question or message of the program's logic as a message box.
+    UserDialogs::Answer askUser(const QString& text, UserDialogs::Buttons buttons, UserDialogs::Icon icon);
 
 protected:
     void closeEvent(QCloseEvent* event) override;

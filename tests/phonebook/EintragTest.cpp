@@ -47,7 +47,7 @@ public:
         lastWritten = block;
         return 0;
     }
-    bool IsNormalHardDiskBook() const override { return normalDiskBook; }
+    bool KeepsGreetings() const override { return normalDiskBook; }
 
     std::map<double, RecordBlock> records;
     double position = 0;

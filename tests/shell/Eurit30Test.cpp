@@ -86,7 +86,8 @@ TEST(ShowCallFields, InIdleTheNumberBitKeepsWhatTheUserTyped) {
     t.program->settings.Vorwahl = QStringLiteral("089");
     call.Eurit_ShowCallFields(MaskAll);
     EXPECT_EQ(call.panel().txtNumber, QStringLiteral("0301"));
-    EXPECT_EQ(call.panel().lblName, QStringLiteral("12345")) << "name and place are rewritten even in idle";
+    EXPECT_EQ(call.panel().lblName, QStringLiteral("08912345"))
+        << "name and place are rewritten even in idle";
     EXPECT_EQ(call.ShownNumber, QStringLiteral("08912345"));
 }
 

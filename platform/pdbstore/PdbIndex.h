@@ -1,0 +1,131 @@
+#pragma once
+
+// The indexes of a table: in memory while the table is open, in index files beside it in between.
+//
+// An index file holds the index's arrays as they are in memory, after a header with a magic, a version,
+// the stamp of the table it was built from (size, modification time, inode, record count), the table's
+// count of live records and its highest record key, and a checksum. Loading one is a few reads and a
+// check of its lists; a file that does not belong to the table as it is now, or does not check out, is
+// not used and the index is built from the table instead. The files hold native little-endian numbers.
+
+#include "platform/pdbstore/PdbSchema.h"
+
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace pdb {
+
+// What identifies a state of a table's file: an index built from another state is stale.
+struct TableStamp {
+    uint64_t size = 0;
+    int64_t mtimeNs = 0;
+    uint64_t inode = 0;
+    uint64_t device = 0;
+    uint32_t records = 0;
+
+    bool operator==(const TableStamp&) const = default;
+};
+
+// A hash index from keys (byte strings of 1 to 255 bytes) to the records that hold them. A record can
+// hold a key in each of several columns of the index; a hit is a record and the column (0 for the
+// index's first). The hits of a key are kept in order of column, then record number, so the first is
+// the best.
+//
+// Layout: an open-addressing table of slots (linear probing, deletion by moving the followers back)
+// whose keys sit in one byte arena, and one list node per record and column, so that a hit needs no
+// allocation of its own and is unlinked without a search. All of it is plain arrays, which an index
+// file holds as they are.
+class HitTable {
+public:
+    struct Hit {
+        uint32_t record = 0;
+        uint32_t column = 0;
+    };
+    struct Slot {
+        uint32_t hash = 0;
+        uint32_t key = 0;  // offset of the key in the arena: its length byte, then its bytes
+        uint32_t head = 0; // first node of the hits; 0 for an empty slot
+        uint32_t tail = 0;
+    };
+    struct Node {
+        uint32_t prev = Detached;
+        uint32_t next = 0;
+    };
+    static constexpr uint32_t Detached = std::numeric_limits<uint32_t>::max();
+    static constexpr size_t MaxKey = 255;
+
+    explicit HitTable(uint32_t columns = 1);
+
+    uint32_t columns() const { return m_columns; }
+    size_t keyCount() const { return m_used; }
+    void clear();
+    // Room for the hits of the records 1 to `records`.
+    void setRecords(uint32_t records);
+    void reserveKeys(size_t keys);
+
+    // False (and nothing changes) for an empty or too long key, a hit outside the records, a hit that
+    // is in the index already, or one the key does not have.
+    bool insert(std::string_view key, Hit hit);
+    bool remove(std::string_view key, Hit hit);
+
+    // The first hit of the key whose record `accept` takes.
+    template <typename Accept> std::optional<Hit> first(std::string_view key, Accept accept) const {
+        const size_t slot = find(key);
+        if (slot == NoSlot)
+            return std::nullopt;
+        uint32_t id = m_slots[slot].head;
+        for (size_t steps = 0; id != 0 && id < m_nodes.size() && steps < m_nodes.size(); ++steps) {
+            const Hit hit = hitOf(id);
+            if (accept(hit.record))
+                return hit;
+            id = m_nodes[id].next;
+        }
+        return std::nullopt;
+    }
+
+    static uint64_t Hash(std::string_view key);
+
+private:
+    friend bool WriteIndexFile(const QString&, const IndexLayout&, const TableStamp&, uint32_t, int64_t,
+                               HitTable&);
+    friend bool ReadIndexFile(const QString&, const IndexLayout&, const TableStamp&, uint32_t&, int64_t&,
+                              HitTable&);
+    static constexpr size_t NoSlot = std::numeric_limits<size_t>::max();
+
+    size_t find(std::string_view key) const;
+    std::string_view keyAt(uint32_t offset) const;
+    uint32_t nodeId(Hit hit) const;
+    Hit hitOf(uint32_t id) const { return {(id - 1) / m_columns + 1, (id - 1) % m_columns}; }
+    uint64_t order(uint32_t id) const {
+        const Hit hit = hitOf(id);
+        return uint64_t(hit.column) << 32 | hit.record;
+    }
+    void rehash(size_t capacity);
+    void eraseSlot(size_t slot);
+    void compactKeys();
+    // Whether the arrays form a sound index for `records` records (after a load).
+    bool valid(uint32_t records) const;
+
+    uint32_t m_columns;
+    std::vector<Slot> m_slots; // a power of two of them, or none
+    size_t m_used = 0;
+    std::vector<char> m_keys;
+    size_t m_garbage = 0;      // bytes of the arena whose keys are gone
+    std::vector<Node> m_nodes; // node 0 is none; record r, column c is node (r - 1) * columns + c + 1
+};
+
+// Writes an index file atomically (a temporary file renamed over it). False if it could not be written.
+bool WriteIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
+                    uint32_t liveRecords, int64_t maxKey, HitTable& table);
+// Loads an index file that was built from the table as `stamp` describes. False, and `table` empty, when
+// the file is missing, stale or damaged.
+bool ReadIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
+                   uint32_t& liveRecords, int64_t& maxKey, HitTable& table);
+
+} // namespace pdb

@@ -1,0 +1,256 @@
+#include "platform/pdbstore/PdbStore.h"
+
+#include "platform/pdbstore/PdbSchema.h"
+#include "platform/pdbstore/Table.h"
+
+#include <QFile>
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace pdb {
+namespace {
+
+// The kinds of table that can be created and opened so far; the call log follows.
+const Schema* openableSchema(int32_t type) {
+    return type == CallLog ? nullptr : SchemaForType(type);
+}
+
+const char* errorText(int32_t code) {
+    switch (code) {
+    case Ok:
+        return "No error.";
+    case NotInitialised:
+        return "The phonebook store has not been initialised.";
+    case BadHandle:
+        return "No table is open under this handle.";
+    case BadType:
+        return "This kind of table is not known.";
+    case FileExists:
+        return "The file exists already.";
+    case CannotCreate:
+        return "The file could not be created.";
+    case FileNotFound:
+        return "The file does not exist.";
+    case CannotOpen:
+        return "The file could not be opened for reading and writing.";
+    case InUse:
+        return "The table is in use by another program.";
+    case NotDbase:
+        return "The file is not a dBase table.";
+    case WrongLayout:
+        return "The table does not have the columns of this kind of table.";
+    case Truncated:
+        return "The file is shorter than its header says: records are missing.";
+    case ReadFailed:
+        return "The table could not be read.";
+    case WriteFailed:
+        return "The table could not be written.";
+    case EndOfFile:
+        return "There is no further record.";
+    case NotFound:
+        return "No record was found.";
+    case NoCurrentRecord:
+        return "There is no current record.";
+    case RecordDeleted:
+        return "The record is deleted.";
+    case BadRecordNumber:
+        return "There is no record with this number.";
+    case BadColumn:
+        return "There is no column with this number, or it is not of the right type.";
+    case BadValue:
+        return "The column cannot hold this value.";
+    case NotIndexed:
+        return "The table has no index of its numbers.";
+    case IndexWriteFailed:
+        return "The table was closed, but an index file could not be written; it is rebuilt at the next "
+               "open.";
+    default:
+        return nullptr;
+    }
+}
+
+// The operation on the table of a handle; NotInitialised or BadHandle without one.
+template <typename Operation> int32_t withTable(bool initialised, Table* table, Operation operation) {
+    if (!initialised)
+        return NotInitialised;
+    return table == nullptr ? int32_t(BadHandle) : operation(*table);
+}
+
+} // namespace
+
+PdbStore::PdbStore() = default;
+
+PdbStore::~PdbStore() {
+    for (auto& [handle, table] : m_tables)
+        table->close();
+}
+
+Table* PdbStore::table(int32_t handle) const {
+    if (!m_initialised)
+        return nullptr;
+    const auto found = m_tables.find(handle);
+    return found == m_tables.end() ? nullptr : found->second.get();
+}
+
+int32_t PdbStore::PDB_Init() {
+    m_initialised = true;
+    return Ok;
+}
+
+int32_t PdbStore::PDB_Exit() {
+    if (!m_initialised)
+        return NotInitialised;
+    int32_t code = Ok;
+    for (auto& [handle, table] : m_tables) {
+        const int32_t closed = table->close();
+        if (code == Ok)
+            code = closed;
+    }
+    m_tables.clear();
+    m_initialised = false;
+    return code;
+}
+
+int32_t PdbStore::PDB_Create(const QString& path, int32_t withIndex, int32_t type) {
+    if (!m_initialised)
+        return NotInitialised;
+    const Schema* schema = openableSchema(type);
+    if (schema == nullptr)
+        return BadType;
+    const QByteArray native = QFile::encodeName(path);
+    const int fd = ::open(native.constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0)
+        return errno == EEXIST ? FileExists : CannotCreate;
+    QByteArray bytes = DbfFile::makeHeader(*schema, 0);
+    bytes.append(DbfFile::EndMarker);
+    bool ok = ::write(fd, bytes.constData(), size_t(bytes.size())) == bytes.size();
+    ok = ::close(fd) == 0 && ok;
+    if (!ok) {
+        ::unlink(native.constData());
+        return CannotCreate;
+    }
+    if (withIndex == 0)
+        return Ok;
+    // Empty indexes that belong to the new table: opening it then reads instead of building them.
+    std::unique_ptr<Table> opened;
+    const int32_t code = Table::Open(path, *schema, opened);
+    if (code != Ok)
+        return code;
+    return opened->close(true) == Ok ? Ok : IndexWriteFailed;
+}
+
+int32_t PdbStore::PDB_Open(int32_t& handle, const QString& path, int32_t type) {
+    handle = 0;
+    if (!m_initialised)
+        return NotInitialised;
+    const Schema* schema = openableSchema(type);
+    if (schema == nullptr)
+        return BadType;
+    std::unique_ptr<Table> opened;
+    const int32_t code = Table::Open(path, *schema, opened);
+    if (code != Ok)
+        return code;
+    int32_t free = 1;
+    while (m_tables.count(free) != 0)
+        ++free;
+    m_tables.emplace(free, std::move(opened));
+    handle = free;
+    return Ok;
+}
+
+int32_t PdbStore::PDB_Close(int32_t handle) {
+    if (!m_initialised)
+        return NotInitialised;
+    const auto found = m_tables.find(handle);
+    if (found == m_tables.end())
+        return BadHandle;
+    const int32_t code = found->second->close();
+    m_tables.erase(found);
+    return code;
+}
+
+int32_t PdbStore::PDB_PackDatabase(const QString& path) {
+    if (!m_initialised)
+        return NotInitialised;
+    return Table::Pack(path);
+}
+
+int32_t PdbStore::PDB_GetNumRecords(int32_t handle, int32_t) const {
+    const Table* t = table(handle);
+    return t == nullptr ? 0 : int32_t(t->liveCount());
+}
+
+int32_t PdbStore::PDB_GetFirstRecord(int32_t handle) {
+    return withTable(m_initialised, table(handle), [](Table& t) { return t.first(); });
+}
+
+int32_t PdbStore::PDB_GetNextRecord(int32_t handle) {
+    return withTable(m_initialised, table(handle), [](Table& t) { return t.next(); });
+}
+
+int32_t PdbStore::PDB_GetLastRecord(int32_t handle) {
+    return withTable(m_initialised, table(handle), [](Table& t) { return t.last(); });
+}
+
+int32_t PdbStore::PDB_GetRecord(int32_t handle, int32_t recordNumber) {
+    return withTable(m_initialised, table(handle), [&](Table& t) { return t.go(recordNumber); });
+}
+
+int32_t PdbStore::PDB_GetCurRecNo(int32_t handle) const {
+    const Table* t = table(handle);
+    return t == nullptr ? 0 : int32_t(t->current());
+}
+
+int32_t PdbStore::PDB_PutRecord(int32_t handle, int32_t recordNumber) {
+    return withTable(m_initialised, table(handle), [&](Table& t) { return t.putRecord(recordNumber); });
+}
+
+int32_t PdbStore::PDB_DeleteRecord(int32_t handle) {
+    return withTable(m_initialised, table(handle), [](Table& t) { return t.deleteCurrent(); });
+}
+
+int32_t PdbStore::PDB_GetRecordPHB(int32_t handle, char* block) {
+    return withTable(m_initialised, table(handle),
+                     [&](Table& t) { return block == nullptr ? int32_t(BadValue) : t.getBlock(block); });
+}
+
+int32_t PdbStore::PDB_PutRecordPHB(int32_t handle, char* block) {
+    return withTable(m_initialised, table(handle),
+                     [&](Table& t) { return block == nullptr ? int32_t(BadValue) : t.putBlock(block); });
+}
+
+int32_t PdbStore::PDB_FindIndexPHB(int32_t handle, double key) {
+    return withTable(m_initialised, table(handle), [&](Table& t) { return t.findKey(key); });
+}
+
+int32_t PdbStore::PDB_FindNumberPHB(int32_t handle, const QString& key) {
+    return withTable(m_initialised, table(handle), [&](Table& t) { return t.findNumber(key); });
+}
+
+int32_t PdbStore::PDB_Find(int32_t handle, const QString& text, int32_t column, int32_t flags) {
+    return withTable(m_initialised, table(handle), [&](Table& t) { return t.find(text, column, flags); });
+}
+
+int32_t PdbStore::PDB_FieldCount(int32_t handle) const {
+    const Table* t = table(handle);
+    return t == nullptr ? 0 : t->fieldCount();
+}
+
+int32_t PdbStore::PDB_PutField(int32_t handle, int32_t column, const QString& text) {
+    return withTable(m_initialised, table(handle), [&](Table& t) { return t.putField(column, text); });
+}
+
+int32_t PdbStore::PDB_PutDoubleField(int32_t handle, int32_t column, double value) {
+    return withTable(m_initialised, table(handle), [&](Table& t) { return t.putDouble(column, value); });
+}
+
+int32_t PdbStore::PDB_TranslateError(int32_t code, QString& text) const {
+    const char* known = errorText(code);
+    text = known != nullptr ? QString::fromLatin1(known) : QStringLiteral("Unknown error %1.").arg(code);
+    return m_initialised ? Ok : NotInitialised;
+}
+
+} // namespace pdb

@@ -1,0 +1,164 @@
+#pragma once
+
+// The phonebook and call log store: dBase III files (".dbf") with index files beside them, and the
+// operations PDB_* through which the program reads and writes them.
+//
+// Files. A table is a standard dBase III file: other dBase programs read and write it. Text columns hold
+// Windows-1252 (the header's language byte says so), blank-padded, without zero bytes. The columns of a
+// book are numbered as the record block of an entry (0 RecordKey ... 14 ISChanged) and named in upper
+// case; RecordKey is numeric (N, 10 digits, no decimals), ISChanged logical ("T" or "N").
+//
+// Index files are our own format (see PdbIndex.h): for a book file "b.dbf", "bi0.ndx" maps RecordKey to
+// the record, and for disk books "bi1.nde" (type 4) or "bi1.ndx", "bi2.ndx", "bi3.ndx" (type 3) map the
+// numbers to their records. An index file carries the size, time and record count of the table it was
+// built from; one that is missing, or does not match, is rebuilt when the table is opened. While a table
+// is open its indexes live in memory and are written back at PDB_Close.
+//
+// Records. Record numbers are physical and count from 1. A deleted record keeps its place, marked "*",
+// until PDB_PackDatabase. Each open table has a current record and a record buffer: the positioning
+// operations load the buffer, PDB_PutField and PDB_PutDoubleField change it, PDB_PutRecord writes it.
+//
+// Crash safety. Every write goes to the file before the operation returns 0 (the record, then the count in
+// the header), so a record whose write returned 0 survives the process being killed at any later moment.
+// A table left by a killed process opens: whole records behind the header's count are taken in, a torn
+// record at the end is cut off, the end marker is put back and the indexes are rebuilt. A file that is no
+// dBase table of the expected layout, or holds fewer records than its header counts, fails PDB_Open with a
+// code that PDB_TranslateError explains, and is left as it is. An open table is locked (flock): a second
+// program that opens it fails with InUse instead of writing over the first.
+//
+// Handles are small positive numbers, 0 is none. Operations on a handle that is not open fail with
+// BadHandle; every operation except PDB_Init fails with NotInitialised outside PDB_Init ... PDB_Exit.
+// One PdbStore belongs to one thread.
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+namespace pdb {
+
+// The kinds of table, as PDB_Create and PDB_Open take them.
+enum BookType : int32_t {
+    TelephoneBook = 1, // a book that mirrors a telephone's memory: key index only
+    CallLog = 2,       // the call log
+    OldDiskBook = 3,   // older disk books: key index and one number index per number column
+    DiskBook = 4,      // disk books: key index and one number index over the three number columns
+};
+
+// Result codes. 0 is success; PDB_TranslateError gives a text for each.
+enum Code : int32_t {
+    Ok = 0,
+    NotInitialised = 1001, // PDB_Init was not called, or PDB_Exit was
+    BadHandle,             // no open table has this handle
+    BadType,               // no such kind of table
+    FileExists,            // PDB_Create on a file that exists
+    CannotCreate,          // the file could not be created
+    FileNotFound,          // PDB_Open or PDB_PackDatabase on a file that does not exist
+    CannotOpen,            // the file exists but cannot be opened for reading and writing
+    InUse,                 // another program has the table open
+    NotDbase,              // the file is no dBase table
+    WrongLayout,           // a dBase table, but not with the columns of this kind of table
+    Truncated,             // the file holds fewer records than its header counts
+    ReadFailed,
+    WriteFailed,
+    EndOfFile,        // no (further) record: the end of a walk, or an empty table
+    NotFound,         // a search found nothing
+    NoCurrentRecord,  // a record operation before any positioning
+    RecordDeleted,    // the record is marked deleted
+    BadRecordNumber,  // no record with this number
+    BadColumn,        // no column with this number, or not of the right type
+    BadValue,         // a value the column cannot hold
+    NotIndexed,       // a number search on a table without number index (type 1)
+    IndexWriteFailed, // the table is closed, but an index file could not be written; it is rebuilt
+                      // at the next open
+};
+
+// Size of the record block of a phonebook entry (PDB_GetRecordPHB, PDB_PutRecordPHB).
+inline constexpr int PhonebookBlockSize = 629;
+// Width of a number search key: the number, padded with blanks.
+inline constexpr int NumberKeyWidth = 34;
+
+// PDB_Find flags, added up.
+enum FindFlag : int32_t {
+    FromFirst = 1,     // else from the record after the current one
+    CaseSensitive = 2, // else without regard to case (Windows-1252 letters)
+    AtHead = 4,        // the text stands at the head of the column, else anywhere in it
+    AllColumns = 8,    // every column; the column argument is then 0
+};
+
+class Table;
+
+class PdbStore {
+public:
+    PdbStore();
+    ~PdbStore(); // closes what is still open
+    PdbStore(const PdbStore&) = delete;
+    PdbStore& operator=(const PdbStore&) = delete;
+
+    int32_t PDB_Init();
+    // Closes every table that is still open.
+    int32_t PDB_Exit();
+
+    // Makes an empty table of the kind's layout, and its index files when `withIndex` is 1. Overwrites
+    // nothing: a file that exists fails with FileExists.
+    int32_t PDB_Create(const QString& path, int32_t withIndex, int32_t type);
+    // Opens a table, repairing what a killed process left and rebuilding missing or stale index files.
+    // `handle` gets the new handle, or 0 on failure.
+    int32_t PDB_Open(int32_t& handle, const QString& path, int32_t type);
+    // Writes the indexes back and closes the table.
+    int32_t PDB_Close(int32_t handle);
+    // Rewrites a closed table without its deleted records (a new file that replaces the old one), and
+    // its index files. Record keys stay as they are.
+    int32_t PDB_PackDatabase(const QString& path);
+
+    // The count of records not deleted, itself (0 for a handle that is not open).
+    int32_t PDB_GetNumRecords(int32_t handle, int32_t reserved = 0) const;
+    // Positioning on the first, next or last record not deleted; EndOfFile when there is none.
+    int32_t PDB_GetFirstRecord(int32_t handle);
+    int32_t PDB_GetNextRecord(int32_t handle);
+    int32_t PDB_GetLastRecord(int32_t handle);
+    // Positioning by physical record number (from 1); a deleted record fails with RecordDeleted.
+    int32_t PDB_GetRecord(int32_t handle, int32_t recordNumber);
+    // The current record number itself, 0 when there is none.
+    int32_t PDB_GetCurRecNo(int32_t handle) const;
+    // Writes the record buffer to the record `recordNumber`, which must exist.
+    int32_t PDB_PutRecord(int32_t handle, int32_t recordNumber);
+    // Marks the current record deleted.
+    int32_t PDB_DeleteRecord(int32_t handle);
+
+    // The current record as a phonebook entry's block of 629 bytes.
+    int32_t PDB_GetRecordPHB(int32_t handle, char* block);
+    // Writes a phonebook entry's block: RecordKey 0 appends a record with the next free key (the highest
+    // key so far + 1) and writes that key back into the block; a key that exists replaces its record; any
+    // other key is appended as it is. The written record becomes the current one.
+    int32_t PDB_PutRecordPHB(int32_t handle, char* block);
+    // Positions on the record with this RecordKey.
+    int32_t PDB_FindIndexPHB(int32_t handle, double key);
+    // Positions on a record one of whose three numbers equals the key (cut at a zero character and
+    // trimmed of blanks at its end; compared without regard to case). Of several, the first number column
+    // wins over the second and the second over the third, then the lower record number. Types 3 and 4.
+    int32_t PDB_FindNumberPHB(int32_t handle, const QString& key);
+    // A field search from the first record or from the one after the current (flags above); `text` is cut
+    // at a zero character. Positions on the match.
+    int32_t PDB_Find(int32_t handle, const QString& text, int32_t column, int32_t flags);
+
+    // The column count itself (0 for a handle that is not open).
+    int32_t PDB_FieldCount(int32_t handle) const;
+    // Changes one column of the record buffer: text (cut at a zero character and at the column's width;
+    // for a logical column its first character) or a number.
+    int32_t PDB_PutField(int32_t handle, int32_t column, const QString& text);
+    int32_t PDB_PutDoubleField(int32_t handle, int32_t column, double value);
+
+    // The text of a code, at most 200 characters.
+    int32_t PDB_TranslateError(int32_t code, QString& text) const;
+
+private:
+    Table* table(int32_t handle) const;
+
+    bool m_initialised = false;
+    std::map<int32_t, std::unique_ptr<Table>> m_tables;
+};
+
+} // namespace pdb

@@ -1,0 +1,797 @@
+#include "platform/pdbstore/Table.h"
+
+#include "platform/pdbstore/PdbStore.h"
+#include "platform/pdbstore/Windows1252.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace pdb {
+namespace {
+
+// Keys are whole numbers; beyond this a double no longer holds every one of them.
+constexpr double kLargestKey = 9007199254740992.0; // 2^53
+
+bool isTrue(char c) {
+    return c == 'T' || c == 't' || c == 'Y' || c == 'y';
+}
+bool isFalse(char c) {
+    return c == 'F' || c == 'f' || c == 'N' || c == 'n';
+}
+
+// The size of `bytes` without the blanks at its end; eight at a time, as most fields end in many.
+size_t trimmedSize(const char* bytes, size_t size) {
+    constexpr uint64_t kBlanks = 0x2020202020202020ull;
+    while (size >= 8) {
+        uint64_t word = 0;
+        std::memcpy(&word, bytes + size - 8, sizeof word);
+        if (word != kBlanks)
+            break;
+        size -= 8;
+    }
+    while (size > 0 && bytes[size - 1] == ' ')
+        --size;
+    return size;
+}
+
+// A numeric field: blanks around digits, as dBase writes them. None for blanks or anything else.
+std::optional<double> parseNumber(const char* bytes, size_t size) {
+    const char* begin = bytes;
+    const char* end = bytes + size;
+    while (begin < end && *begin == ' ')
+        ++begin;
+    while (end > begin && (end[-1] == ' ' || end[-1] == '\0'))
+        --end;
+    if (begin == end)
+        return std::nullopt;
+    if (*begin == '+')
+        ++begin;
+    // Whole numbers, the usual content, without the general parser.
+    if (end - begin <= 15) {
+        const bool negative = *begin == '-';
+        int64_t whole = 0;
+        const char* p = negative ? begin + 1 : begin;
+        bool digits = p < end;
+        for (; p < end && digits; ++p) {
+            digits = *p >= '0' && *p <= '9';
+            whole = whole * 10 + (*p - '0');
+        }
+        if (digits)
+            return double(negative ? -whole : whole);
+    }
+    double value = 0;
+    const auto [stop, error] = std::from_chars(begin, end, value);
+    if (error != std::errc() || stop != end || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
+// A number as dBase writes it into a numeric field: right-aligned, with its decimals. False if it does
+// not fit.
+bool formatNumber(double value, const Column& column, char* out) {
+    if (!std::isfinite(value))
+        return false;
+    if (value == 0)
+        value = 0; // no "-0"
+    char text[400];
+    const auto [end, error] =
+        std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, int(column.decimals));
+    if (error != std::errc())
+        return false;
+    const auto size = size_t(end - text);
+    if (size > column.width)
+        return false;
+    std::memset(out, ' ', column.width - size);
+    std::memcpy(out + (column.width - size), text, size);
+    return true;
+}
+
+bool wholeKey(double key, int64_t& out) {
+    if (!std::isfinite(key) || std::trunc(key) != key || std::fabs(key) > kLargestKey)
+        return false;
+    out = int64_t(key);
+    return true;
+}
+
+QString cutAtZero(const QString& text) {
+    const qsizetype zero = text.indexOf(QChar(0));
+    return zero < 0 ? text : text.left(zero);
+}
+
+} // namespace
+
+Table::Table(const QString& path) : m_path(path) {
+    for (size_t b = 0; b < m_fold.size(); ++b)
+        m_fold[b] = FoldCase1252(static_cast<unsigned char>(b));
+}
+
+QString Table::IndexPath(const QString& path, const IndexLayout& layout) {
+    const QString suffix = QStringLiteral(".dbf");
+    const QString base =
+        path.endsWith(suffix, Qt::CaseInsensitive) ? path.left(path.size() - suffix.size()) : path;
+    return base + QLatin1String(layout.suffix);
+}
+
+int32_t Table::Open(const QString& path, const Schema& schema, std::unique_ptr<Table>& out) {
+    return OpenAs(path, &schema, Indexes::OfSchema, out);
+}
+
+int32_t Table::OpenAs(const QString& path, const Schema* schema, Indexes indexes,
+                      std::unique_ptr<Table>& out) {
+    out.reset();
+    std::unique_ptr<Table> table(new Table(path));
+    int32_t code = table->m_file.open(path);
+    if (code != Ok)
+        return code;
+    if (schema == nullptr) {
+        for (const Schema* candidate : AllSchemas())
+            if (table->m_file.matches(*candidate)) {
+                schema = candidate;
+                break;
+            }
+    }
+    if (schema == nullptr || !table->m_file.matches(*schema))
+        return WrongLayout;
+    table->setSchema(*schema);
+    code = table->m_file.repairAndMap();
+    if (code != Ok)
+        return code;
+    if (indexes == Indexes::OfSchema) {
+        table->setIndexes({schema->indexes.begin(), schema->indexes.end()});
+    } else {
+        std::vector<IndexLayout> keyOnly;
+        for (const IndexLayout& layout : schema->indexes)
+            if (layout.kind == IndexKind::RecordKey)
+                keyOnly.push_back(layout);
+        table->setIndexes(std::move(keyOnly));
+    }
+    table->loadOrBuildIndexes();
+    out = std::move(table);
+    return Ok;
+}
+
+void Table::setSchema(const Schema& schema) {
+    m_schema = &schema;
+    m_offsets.clear();
+    int offset = 1;
+    for (const Column& column : schema.columns) {
+        m_offsets.push_back(offset);
+        offset += column.width;
+    }
+    m_buffer.assign(size_t(offset), ' ');
+}
+
+void Table::setIndexes(std::vector<IndexLayout> layouts) {
+    m_indexes.clear();
+    for (const IndexLayout& layout : layouts)
+        m_indexes.push_back(Index{layout, IndexPath(m_path, layout), HitTable(layout.columnCount)});
+}
+
+void Table::loadOrBuildIndexes() {
+    TableStamp stamp;
+    const bool stamped = m_file.stamp(stamp);
+    std::vector<bool> rebuild(m_indexes.size(), true);
+    std::optional<uint32_t> live;
+    int64_t maxKey = 0;
+    bool agree = true;
+    for (size_t i = 0; i < m_indexes.size(); ++i) {
+        Index& index = m_indexes[i];
+        uint32_t fileLive = 0;
+        int64_t fileMaxKey = 0;
+        if (!stamped || !ReadIndexFile(index.path, index.layout, stamp, fileLive, fileMaxKey, index.hits))
+            continue;
+        rebuild[i] = false;
+        agree = agree && (!live || *live == fileLive);
+        live = fileLive;
+        maxKey = std::max(maxKey, fileMaxKey);
+    }
+    if (!agree)
+        rebuild.assign(m_indexes.size(), true);
+    if (!live || !agree || std::find(rebuild.begin(), rebuild.end(), true) != rebuild.end()) {
+        buildIndexes(rebuild);
+        m_maxKey = std::max(m_maxKey, maxKey);
+    } else {
+        m_live = *live;
+        m_maxKey = maxKey;
+    }
+}
+
+void Table::buildIndexes(const std::vector<bool>& rebuild) {
+    m_file.prefault();
+    const uint32_t count = m_file.recordCount();
+    m_live = 0;
+    for (uint32_t r = 1; r <= count; ++r) {
+        const char* record = m_file.record(r);
+        if (const std::optional<int64_t> key = recordKey(record))
+            m_maxKey = std::max(m_maxKey, *key);
+        if (record[0] != DbfFile::Deleted)
+            ++m_live;
+    }
+    Key key;
+    for (size_t i = 0; i < m_indexes.size(); ++i) {
+        if (!rebuild[i])
+            continue;
+        m_indexesDirty = true;
+        Index& index = m_indexes[i];
+        index.hits.clear();
+        index.hits.setRecords(count);
+        index.hits.reserveKeys(size_t(m_live) * index.layout.columnCount);
+        // Column by column, records in order: every hit then goes to the end of its key's list.
+        for (int ordinal = 0; ordinal < index.layout.columnCount; ++ordinal)
+            for (uint32_t r = 1; r <= count; ++r) {
+                const char* record = m_file.record(r);
+                if (record[0] != DbfFile::Deleted && keyOf(index, ordinal, record, key))
+                    index.hits.insert(key.view(), {r, uint32_t(ordinal)});
+            }
+    }
+}
+
+std::optional<int64_t> Table::recordKey(const char* record) const {
+    if (m_schema->keyColumn < 0)
+        return std::nullopt;
+    const Column& column = m_schema->columns[size_t(m_schema->keyColumn)];
+    const std::optional<double> value = parseNumber(field(record, m_schema->keyColumn), column.width);
+    int64_t key = 0;
+    if (!value || !wholeKey(*value, key))
+        return std::nullopt;
+    return key;
+}
+
+void Table::foldInto(const char* bytes, size_t size, Key& key) const {
+    key.size = std::min(size, key.bytes.size());
+    for (size_t i = 0; i < key.size; ++i)
+        key.bytes[i] = static_cast<char>(m_fold[static_cast<unsigned char>(bytes[i])]);
+}
+
+bool Table::keyOf(const Index& index, int ordinal, const char* record, Key& key) const {
+    if (index.layout.kind == IndexKind::RecordKey) {
+        const std::optional<int64_t> value = recordKey(record);
+        if (!value)
+            return false;
+        std::memcpy(key.bytes.data(), &*value, sizeof *value);
+        key.size = sizeof *value;
+        return true;
+    }
+    const int column = index.layout.columns[ordinal];
+    const char* bytes = field(record, column);
+    const size_t width = m_schema->columns[size_t(column)].width;
+    const auto* zero = static_cast<const char*>(std::memchr(bytes, 0, width));
+    foldInto(bytes, trimmedSize(bytes, zero != nullptr ? size_t(zero - bytes) : width), key);
+    return key.size > 0;
+}
+
+int32_t Table::close(bool writeIndexes) {
+    int32_t code = Ok;
+    if (writeIndexes && m_indexesDirty && m_file.fd() >= 0) {
+        TableStamp stamp;
+        if (!m_file.stamp(stamp)) {
+            code = IndexWriteFailed;
+        } else {
+            for (Index& index : m_indexes)
+                if (!WriteIndexFile(index.path, index.layout, stamp, m_live, m_maxKey, index.hits))
+                    code = IndexWriteFailed;
+        }
+    }
+    m_file.close(); // unlocks only now, after the index files
+    m_current = 0;
+    return code;
+}
+
+// ---- Positioning
+
+void Table::position(uint32_t number) {
+    m_current = number;
+    std::memcpy(m_buffer.data(), m_file.record(number), m_buffer.size());
+}
+
+int32_t Table::first() {
+    m_file.prefault();
+    const uint32_t count = m_file.recordCount();
+    for (uint32_t r = 1; r <= count; ++r)
+        if (!m_file.isDeleted(r)) {
+            position(r);
+            return Ok;
+        }
+    return EndOfFile;
+}
+
+int32_t Table::next() {
+    const uint32_t count = m_file.recordCount();
+    for (uint32_t r = m_current + 1; r <= count; ++r)
+        if (!m_file.isDeleted(r)) {
+            position(r);
+            return Ok;
+        }
+    return EndOfFile;
+}
+
+int32_t Table::last() {
+    m_file.prefault();
+    for (uint32_t r = m_file.recordCount(); r >= 1; --r)
+        if (!m_file.isDeleted(r)) {
+            position(r);
+            return Ok;
+        }
+    return EndOfFile;
+}
+
+int32_t Table::go(int64_t number) {
+    if (number < 1 || number > int64_t(m_file.recordCount()))
+        return BadRecordNumber;
+    if (m_file.isDeleted(uint32_t(number)))
+        return RecordDeleted;
+    position(uint32_t(number));
+    return Ok;
+}
+
+// ---- Writing
+
+int32_t Table::beginWrite() {
+    if (m_writing)
+        return Ok;
+    for (const Index& index : m_indexes)
+        ::unlink(QFile::encodeName(index.path).constData());
+    m_indexesDirty = true;
+    const int32_t code = m_file.writeDate();
+    if (code != Ok)
+        return code;
+    m_writing = true;
+    return Ok;
+}
+
+void Table::reindex(uint32_t number, const char* before) {
+    const char* after = m_file.record(number);
+    const bool wasLive = before != nullptr && before[0] != DbfFile::Deleted;
+    const bool isLive = after[0] != DbfFile::Deleted;
+    m_live = m_live - (wasLive ? 1 : 0) + (isLive ? 1 : 0);
+    if (const std::optional<int64_t> key = recordKey(after))
+        m_maxKey = std::max(m_maxKey, *key);
+    Key old;
+    Key now;
+    for (Index& index : m_indexes) {
+        index.hits.setRecords(m_file.recordCount());
+        for (int ordinal = 0; ordinal < index.layout.columnCount; ++ordinal) {
+            const bool hadKey = wasLive && keyOf(index, ordinal, before, old);
+            const bool hasKey = isLive && keyOf(index, ordinal, after, now);
+            if (hadKey && hasKey && old.view() == now.view())
+                continue;
+            const HitTable::Hit hit{number, uint32_t(ordinal)};
+            if (hadKey)
+                index.hits.remove(old.view(), hit);
+            if (hasKey)
+                index.hits.insert(now.view(), hit);
+        }
+    }
+}
+
+int32_t Table::replace(uint32_t number, const char* bytes) {
+    int32_t code = beginWrite();
+    if (code != Ok)
+        return code;
+    const std::vector<char> before(m_file.record(number), m_file.record(number) + m_file.recordSize());
+    code = m_file.writeRecord(number, bytes);
+    // Even a failed write may have changed the record: the indexes follow what the file holds.
+    reindex(number, before.data());
+    return code;
+}
+
+int32_t Table::append(const char* bytes) {
+    int32_t code = beginWrite();
+    if (code != Ok)
+        return code;
+    code = m_file.append(bytes);
+    if (code != Ok)
+        return code;
+    reindex(m_file.recordCount(), nullptr);
+    return Ok;
+}
+
+int32_t Table::putRecord(int64_t number) {
+    if (number < 1 || number > int64_t(m_file.recordCount()))
+        return BadRecordNumber;
+    const auto n = uint32_t(number);
+    if (m_file.isDeleted(n))
+        return RecordDeleted;
+    m_buffer[0] = DbfFile::Live;
+    const int32_t code = replace(n, m_buffer.data());
+    if (code == Ok)
+        position(n);
+    return code;
+}
+
+int32_t Table::deleteCurrent() {
+    if (m_current == 0)
+        return NoCurrentRecord;
+    if (m_file.isDeleted(m_current))
+        return RecordDeleted;
+    int32_t code = beginWrite();
+    if (code != Ok)
+        return code;
+    const std::vector<char> before(m_file.record(m_current), m_file.record(m_current) + m_file.recordSize());
+    code = m_file.writeFlag(m_current, DbfFile::Deleted);
+    reindex(m_current, before.data());
+    m_buffer[0] = m_file.record(m_current)[0];
+    return code;
+}
+
+// ---- Record blocks
+
+int32_t Table::getBlock(char* block) const {
+    if (m_current == 0)
+        return NoCurrentRecord;
+    if (m_buffer[0] == DbfFile::Deleted)
+        return RecordDeleted;
+    std::memset(block, 0, m_schema->blockSize);
+    for (size_t c = 0; c < m_schema->columns.size(); ++c) {
+        const Column& column = m_schema->columns[c];
+        const char* in = field(m_buffer.data(), int(c));
+        char* out = block + column.blockOffset;
+        switch (column.form) {
+        case BlockForm::Text: {
+            const size_t size = std::min<size_t>(trimmedSize(in, column.width), column.blockWidth);
+            std::memcpy(out, in, size);
+            if (size < column.blockWidth) {
+                out[size] = '\0';
+                std::memset(out + size + 1, ' ', column.blockWidth - size - 1);
+            }
+            break;
+        }
+        case BlockForm::Double: {
+            const double value = parseNumber(in, column.width).value_or(0.0);
+            std::memcpy(out, &value, sizeof value);
+            break;
+        }
+        case BlockForm::Flag:
+            out[0] = isTrue(in[0]) ? 'T' : 'N';
+            break;
+        case BlockForm::Zeros:
+            break;
+        }
+    }
+    return Ok;
+}
+
+int32_t Table::putBlock(char* block) {
+    std::vector<char> record(m_buffer.size(), ' ');
+    record[0] = DbfFile::Live;
+    for (size_t c = 0; c < m_schema->columns.size(); ++c) {
+        const Column& column = m_schema->columns[c];
+        const char* in = block + column.blockOffset;
+        char* out = record.data() + m_offsets[c];
+        switch (column.form) {
+        case BlockForm::Text: {
+            const auto* zero = static_cast<const char*>(std::memchr(in, 0, column.blockWidth));
+            const size_t size = zero != nullptr ? size_t(zero - in) : column.blockWidth;
+            std::memcpy(out, in, std::min<size_t>(size, column.width));
+            break;
+        }
+        case BlockForm::Double: {
+            double value = 0;
+            std::memcpy(&value, in, sizeof value);
+            if (int(c) == m_schema->keyColumn)
+                break; // below
+            if (!formatNumber(value, column, out))
+                return BadValue;
+            break;
+        }
+        case BlockForm::Flag:
+            out[0] = isTrue(in[0]) ? 'T' : 'N';
+            break;
+        case BlockForm::Zeros:
+            break;
+        }
+    }
+    if (m_schema->keyColumn < 0) {
+        const int32_t code = append(record.data());
+        if (code == Ok)
+            position(m_file.recordCount());
+        return code;
+    }
+
+    const Column& keyColumn = m_schema->columns[size_t(m_schema->keyColumn)];
+    double value = 0;
+    std::memcpy(&value, block + keyColumn.blockOffset, sizeof value);
+    const bool newKey = value == 0;
+    if (newKey)
+        value = double(m_maxKey + 1);
+    int64_t key = 0;
+    if (!wholeKey(value, key) ||
+        !formatNumber(value, keyColumn, record.data() + m_offsets[size_t(m_schema->keyColumn)]))
+        return BadValue;
+    const std::optional<uint32_t> existing = newKey ? std::nullopt : findByKey(key);
+    const int32_t code = existing ? replace(*existing, record.data()) : append(record.data());
+    if (code != Ok)
+        return code;
+    position(existing ? *existing : m_file.recordCount());
+    if (newKey)
+        std::memcpy(block + keyColumn.blockOffset, &value, sizeof value);
+    return Ok;
+}
+
+// ---- Searches
+
+std::optional<uint32_t> Table::findByKey(int64_t key) const {
+    for (const Index& index : m_indexes) {
+        if (index.layout.kind != IndexKind::RecordKey)
+            continue;
+        const std::string_view bytes(reinterpret_cast<const char*>(&key), sizeof key);
+        const uint32_t count = m_file.recordCount();
+        const std::optional<HitTable::Hit> hit =
+            index.hits.first(bytes, [&](uint32_t r) { return r <= count && !m_file.isDeleted(r); });
+        if (hit)
+            return hit->record;
+        return std::nullopt;
+    }
+    // A table without key index: a walk.
+    const uint32_t count = m_file.recordCount();
+    for (uint32_t r = 1; r <= count; ++r)
+        if (!m_file.isDeleted(r) && recordKey(m_file.record(r)) == key)
+            return r;
+    return std::nullopt;
+}
+
+int32_t Table::findKey(double value) {
+    int64_t key = 0;
+    if (!wholeKey(value, key))
+        return NotFound;
+    const std::optional<uint32_t> record = findByKey(key);
+    if (!record)
+        return NotFound;
+    position(*record);
+    return Ok;
+}
+
+int32_t Table::findNumber(const QString& text) {
+    const QByteArray bytes = ToWindows1252(cutAtZero(text));
+    qsizetype size = bytes.size();
+    while (size > 0 && bytes[size - 1] == ' ')
+        --size;
+    if (size > qsizetype(HitTable::MaxKey))
+        return NotFound;
+    Key key;
+    foldInto(bytes.constData(), size_t(size), key);
+
+    bool indexed = false;
+    std::optional<std::pair<int, uint32_t>> best; // column, record
+    const uint32_t count = m_file.recordCount();
+    for (const Index& index : m_indexes) {
+        if (index.layout.kind != IndexKind::Numbers)
+            continue;
+        indexed = true;
+        if (key.size == 0)
+            continue;
+        const std::optional<HitTable::Hit> hit =
+            index.hits.first(key.view(), [&](uint32_t r) { return r <= count && !m_file.isDeleted(r); });
+        if (!hit)
+            continue;
+        const std::pair<int, uint32_t> found{index.layout.columns[hit->column], hit->record};
+        if (!best || found < *best)
+            best = found;
+    }
+    if (!indexed)
+        return NotIndexed;
+    if (!best)
+        return NotFound;
+    position(best->second);
+    return Ok;
+}
+
+int32_t Table::find(const QString& text, int column, int flags) {
+    const bool allColumns = (flags & AllColumns) != 0;
+    if (!allColumns && (column < 0 || column >= fieldCount()))
+        return BadColumn;
+    QByteArray needle = ToWindows1252(cutAtZero(text));
+    const bool fold = (flags & CaseSensitive) == 0;
+    if (fold)
+        for (char& c : needle)
+            c = static_cast<char>(m_fold[static_cast<unsigned char>(c)]);
+    const bool atHead = (flags & AtHead) != 0;
+    const auto size = size_t(needle.size());
+    const char* wanted = needle.constData();
+
+    const auto equalAt = [&](const char* at) {
+        if (!fold)
+            return std::memcmp(at, wanted, size) == 0;
+        for (size_t i = 0; i < size; ++i)
+            if (static_cast<char>(m_fold[static_cast<unsigned char>(at[i])]) != wanted[i])
+                return false;
+        return true;
+    };
+    const auto matches = [&](const char* record, int c) {
+        const size_t width = m_schema->columns[size_t(c)].width;
+        if (size > width)
+            return false;
+        const char* bytes = field(record, c);
+        if (atHead)
+            return equalAt(bytes);
+        for (size_t at = 0; at + size <= width; ++at)
+            if (equalAt(bytes + at))
+                return true;
+        return false;
+    };
+
+    m_file.prefault();
+    const uint32_t count = m_file.recordCount();
+    for (uint32_t r = (flags & FromFirst) != 0 ? 1 : m_current + 1; r <= count; ++r) {
+        const char* record = m_file.record(r);
+        if (record[0] == DbfFile::Deleted)
+            continue;
+        bool found = false;
+        if (allColumns) {
+            for (int c = 0; c < fieldCount() && !found; ++c)
+                found = matches(record, c);
+        } else {
+            found = matches(record, column);
+        }
+        if (found) {
+            position(r);
+            return Ok;
+        }
+    }
+    return NotFound;
+}
+
+// ---- The record buffer
+
+int32_t Table::putField(int column, const QString& text) {
+    if (column < 0 || column >= fieldCount())
+        return BadColumn;
+    const Column& info = m_schema->columns[size_t(column)];
+    char* out = m_buffer.data() + m_offsets[size_t(column)];
+    const QString value = cutAtZero(text);
+    switch (info.type) {
+    case 'C': {
+        const QByteArray bytes = ToWindows1252(value);
+        const auto size = std::min<size_t>(size_t(bytes.size()), info.width);
+        std::memcpy(out, bytes.constData(), size);
+        std::memset(out + size, ' ', info.width - size);
+        return Ok;
+    }
+    case 'N': {
+        const QByteArray bytes = value.trimmed().toLatin1();
+        const std::optional<double> number = parseNumber(bytes.constData(), size_t(bytes.size()));
+        if (!number || !formatNumber(*number, info, out))
+            return BadValue;
+        return Ok;
+    }
+    case 'L': {
+        const char first = value.isEmpty() ? '\0' : value.at(0).toLatin1();
+        if (!isTrue(first) && !isFalse(first))
+            return BadValue;
+        out[0] = isTrue(first) ? 'T' : 'N';
+        return Ok;
+    }
+    default:
+        return BadColumn;
+    }
+}
+
+int32_t Table::putDouble(int column, double value) {
+    if (column < 0 || column >= fieldCount())
+        return BadColumn;
+    const Column& info = m_schema->columns[size_t(column)];
+    if (info.type != 'N')
+        return BadColumn;
+    return formatNumber(value, info, m_buffer.data() + m_offsets[size_t(column)]) ? Ok : BadValue;
+}
+
+// ---- Pack
+
+int32_t Table::Pack(const QString& path) {
+    std::unique_ptr<Table> old;
+    int32_t code = OpenAs(path, nullptr, Indexes::KeyOnly, old);
+    if (code != Ok)
+        return code;
+
+    // The index files to write: the key index, and those of the kinds of table with these columns
+    // whose files are there.
+    std::vector<IndexLayout> layouts;
+    for (const Schema* schema : AllSchemas()) {
+        if (!SameColumns(*schema, *old->m_schema))
+            continue;
+        for (const IndexLayout& layout : schema->indexes) {
+            const bool known = std::any_of(layouts.begin(), layouts.end(), [&](const IndexLayout& s) {
+                return std::strcmp(s.suffix, layout.suffix) == 0;
+            });
+            if (!known && (layout.kind == IndexKind::RecordKey || QFile::exists(IndexPath(path, layout))))
+                layouts.push_back(layout);
+        }
+    }
+
+    // The new file under a temporary name, locked from the start; it replaces the old one by a rename.
+    const QByteArray native = QFile::encodeName(path);
+    const QByteArray temporary = native + ".pack";
+    struct stat info {};
+    const mode_t mode = ::fstat(old->m_file.fd(), &info) == 0 ? (info.st_mode & 07777) : 0644;
+    const int fd = ::open(temporary.constData(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+    if (fd < 0) {
+        old->close(false);
+        return WriteFailed;
+    }
+    const auto fail = [&](int32_t failure) {
+        ::close(fd);
+        ::unlink(temporary.constData());
+        old->close(false);
+        return failure;
+    };
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0 || ::fchmod(fd, mode) != 0)
+        return fail(WriteFailed);
+
+    QByteArray header = old->m_file.headerBytes();
+    if (header.size() < 8)
+        return fail(ReadFailed);
+    unsigned char date[3];
+    DbfFile::today(date);
+    std::memcpy(header.data() + 1, date, sizeof date);
+    const uint32_t live = old->m_live;
+    for (int i = 0; i < 4; ++i)
+        header[4 + i] = static_cast<char>(live >> (8 * i));
+
+    QByteArray chunk = header;
+    uint64_t offset = 0;
+    bool ok = true;
+    const auto flush = [&] {
+        const char* data = chunk.constData();
+        qsizetype left = chunk.size();
+        while (ok && left > 0) {
+            const ssize_t put = ::pwrite(fd, data, size_t(left), off_t(offset));
+            if (put < 0 && errno == EINTR)
+                continue;
+            ok = put > 0;
+            if (ok) {
+                data += put;
+                left -= put;
+                offset += uint64_t(put);
+            }
+        }
+        chunk.clear();
+    };
+    old->m_file.prefault();
+    const uint32_t count = old->m_file.recordCount();
+    for (uint32_t r = 1; r <= count && ok; ++r) {
+        if (old->m_file.isDeleted(r))
+            continue;
+        chunk.append(old->m_file.record(r), old->m_file.recordSize());
+        if (chunk.size() >= (1 << 20))
+            flush();
+    }
+    chunk.append(DbfFile::EndMarker);
+    flush();
+    if (!ok)
+        return fail(WriteFailed);
+    if (::rename(temporary.constData(), native.constData()) != 0)
+        return fail(WriteFailed);
+
+    // The new table, with its indexes built anew; the highest key stays, so that keys of records that
+    // are gone are not handed out again.
+    std::unique_ptr<Table> fresh(new Table(path));
+    code = fresh->m_file.adopt(fd);
+    if (code == Ok)
+        code = fresh->m_file.matches(*old->m_schema) ? Ok : WrongLayout;
+    if (code == Ok) {
+        fresh->setSchema(*old->m_schema);
+        code = fresh->m_file.repairAndMap();
+    }
+    if (code != Ok) {
+        fresh->m_file.close();
+        old->close(false);
+        return code;
+    }
+    fresh->setIndexes(std::move(layouts));
+    fresh->m_maxKey = old->m_maxKey;
+    fresh->buildIndexes(std::vector<bool>(fresh->m_indexes.size(), true));
+    code = fresh->close();
+    old->close(false);
+    return code;
+}
+
+} // namespace pdb

@@ -1,0 +1,115 @@
+#pragma once
+
+// One open table of the store: its file, its indexes in memory, the current record and the record
+// buffer. The PDB_* operations of PdbStore come down to the members here; the layout comes from the
+// table's Schema.
+
+#include "platform/pdbstore/DbfFile.h"
+#include "platform/pdbstore/PdbIndex.h"
+#include "platform/pdbstore/PdbSchema.h"
+
+#include <QString>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace pdb {
+
+class Table {
+public:
+    ~Table() = default;
+    Table(const Table&) = delete;
+    Table& operator=(const Table&) = delete;
+
+    // Opens a table of the kind `schema` describes, with its indexes.
+    static int32_t Open(const QString& path, const Schema& schema, std::unique_ptr<Table>& out);
+    // Rewrites a closed table without its deleted records, and its index files.
+    static int32_t Pack(const QString& path);
+    // The index file of `layout` beside the table at `path`.
+    static QString IndexPath(const QString& path, const IndexLayout& layout);
+
+    // Writes the indexes to their files when they differ from them, and closes the file. With
+    // `writeIndexes` false the index files are left as they are.
+    int32_t close(bool writeIndexes = true);
+
+    uint32_t liveCount() const { return m_live; }
+    int fieldCount() const { return int(m_schema->columns.size()); }
+    uint32_t current() const { return m_current; }
+
+    int32_t first();
+    int32_t next();
+    int32_t last();
+    int32_t go(int64_t number);
+    int32_t putRecord(int64_t number);
+    int32_t deleteCurrent();
+
+    int32_t getBlock(char* block) const;
+    int32_t putBlock(char* block);
+    int32_t findKey(double key);
+    int32_t findNumber(const QString& key);
+    int32_t find(const QString& text, int column, int flags);
+
+    int32_t putField(int column, const QString& text);
+    int32_t putDouble(int column, double value);
+
+private:
+    enum class Indexes { OfSchema, KeyOnly };
+    struct Index {
+        IndexLayout layout;
+        QString path;
+        HitTable hits;
+    };
+    // A key of an index, ready for the hash table.
+    struct Key {
+        std::array<char, HitTable::MaxKey> bytes;
+        size_t size = 0;
+        std::string_view view() const { return {bytes.data(), size}; }
+    };
+
+    explicit Table(const QString& path);
+    static int32_t OpenAs(const QString& path, const Schema* schema, Indexes indexes,
+                          std::unique_ptr<Table>& out);
+    void setSchema(const Schema& schema);
+    void setIndexes(std::vector<IndexLayout> layouts);
+    void loadOrBuildIndexes();
+    // Builds the indexes marked in `rebuild` from the records, and the count of live records and the
+    // highest key.
+    void buildIndexes(const std::vector<bool>& rebuild);
+
+    const char* field(const char* record, int column) const { return record + m_offsets[size_t(column)]; }
+    std::optional<int64_t> recordKey(const char* record) const;
+    // The key a record holds for column `ordinal` of an index; none when the field is empty.
+    bool keyOf(const Index& index, int ordinal, const char* record, Key& key) const;
+    void foldInto(const char* bytes, size_t size, Key& key) const;
+
+    void position(uint32_t number);
+    // Removes the index files and dates the header, before the first write of a session: a process that
+    // is killed from here on leaves no index file that looks right.
+    int32_t beginWrite();
+    int32_t replace(uint32_t number, const char* bytes);
+    int32_t append(const char* bytes);
+    // Brings the indexes, the live count and the highest key from the record as it was (`before`, null
+    // for a new one) to the record as it is in the file now.
+    void reindex(uint32_t number, const char* before);
+    std::optional<uint32_t> findByKey(int64_t key) const;
+
+    QString m_path;
+    DbfFile m_file;
+    const Schema* m_schema = nullptr;
+    std::vector<int> m_offsets; // of the columns in a record, after the flag byte
+    std::vector<Index> m_indexes;
+    std::array<unsigned char, 256> m_fold{};
+
+    uint32_t m_current = 0;
+    std::vector<char> m_buffer;
+    uint32_t m_live = 0;
+    int64_t m_maxKey = 0; // the highest record key this table has held
+    bool m_indexesDirty = false;
+    bool m_writing = false;
+};
+
+} // namespace pdb
