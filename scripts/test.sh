@@ -18,7 +18,7 @@ configure() { # dir, extra cmake arguments...
 }
 
 echo "== Formatting"
-find app automation bench calllog config lines numbers phonebook platform serial shell tests tools \
+find app automation bench calllog config fuzz lines numbers phonebook platform serial shell tests tools \
     \( -name '*.cpp' -o -name '*.h' \) -print0 | xargs -0 clang-format --dry-run --Werror
 
 echo "== Build and test"
