@@ -40,39 +40,6 @@ void putLe16(unsigned char* p, uint16_t v) {
     p[1] = static_cast<unsigned char>(v >> 8);
 }
 
-bool readAll(int fd, void* to, size_t size, uint64_t offset) {
-    auto* out = static_cast<char*>(to);
-    while (size > 0) {
-        const ssize_t got = ::pread(fd, out, size, off_t(offset));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            return false;
-        out += got;
-        size -= size_t(got);
-        offset += uint64_t(got);
-    }
-    return true;
-}
-
-// The process being killed cannot tear a write that has returned: its bytes are in the page cache,
-// which the kernel writes out whenever it likes. Nothing here calls fsync, because the store protects
-// against a killed process, not against losing power.
-bool writeAll(int fd, const void* from, size_t size, uint64_t offset) {
-    const auto* in = static_cast<const char*>(from);
-    while (size > 0) {
-        const ssize_t put = ::pwrite(fd, in, size, off_t(offset));
-        if (put < 0 && errno == EINTR)
-            continue;
-        if (put <= 0)
-            return false;
-        in += put;
-        size -= size_t(put);
-        offset += uint64_t(put);
-    }
-    return true;
-}
-
 uint64_t roundUpToPage(uint64_t size) {
     const auto page = uint64_t(::sysconf(_SC_PAGESIZE));
     return (size + page - 1) / page * page;
@@ -115,7 +82,7 @@ int32_t DbfFile::readHeader() {
     if (m_size < uint64_t(kPrefixSize))
         return NotDbase;
     unsigned char prefix[kPrefixSize];
-    if (!readAll(m_fd, prefix, sizeof prefix, 0))
+    if (!ReadAt(m_fd, prefix, sizeof prefix, 0))
         return ReadFailed;
     if (prefix[0] != 0x03 && prefix[0] != 0x83)
         return NotDbase;
@@ -127,7 +94,7 @@ int32_t DbfFile::readHeader() {
         return NotDbase;
 
     std::vector<unsigned char> header(size_t(headerSize), 0);
-    if (!readAll(m_fd, header.data(), header.size(), 0))
+    if (!ReadAt(m_fd, header.data(), header.size(), 0))
         return ReadFailed;
     std::vector<Field> fields;
     int at = kPrefixSize;
@@ -204,7 +171,7 @@ int32_t DbfFile::repairAndMap() {
     if (m_size != end + 1 || m_map[end] != EndMarker) {
         // The marker first: should this process die before the cut, the next open stops at it again.
         const char marker = EndMarker;
-        if (!writeAll(m_fd, &marker, 1, end))
+        if (!WriteAt(m_fd, &marker, 1, end))
             return WriteFailed;
         if (m_size > end + 1 && ::ftruncate(m_fd, off_t(end + 1)) != 0)
             return WriteFailed;
@@ -235,7 +202,7 @@ QByteArray DbfFile::headerBytes() const {
     if (m_map != nullptr && m_size >= uint64_t(m_headerSize))
         return QByteArray(m_map, m_headerSize);
     QByteArray bytes(m_headerSize, Qt::Uninitialized);
-    if (!readAll(m_fd, bytes.data(), size_t(bytes.size()), 0))
+    if (!ReadAt(m_fd, bytes.data(), size_t(bytes.size()), 0))
         return {};
     return bytes;
 }
@@ -244,14 +211,14 @@ int32_t DbfFile::writeRecord(uint32_t number, const char* bytes) {
     if (number < 1 || number > m_count)
         return BadRecordNumber;
     const uint64_t at = uint64_t(m_headerSize) + uint64_t(number - 1) * uint64_t(m_recordSize);
-    return writeAll(m_fd, bytes, size_t(m_recordSize), at) ? Ok : WriteFailed;
+    return WriteAt(m_fd, bytes, size_t(m_recordSize), at) ? Ok : WriteFailed;
 }
 
 int32_t DbfFile::writeFlag(uint32_t number, char flag) {
     if (number < 1 || number > m_count)
         return BadRecordNumber;
     const uint64_t at = uint64_t(m_headerSize) + uint64_t(number - 1) * uint64_t(m_recordSize);
-    return writeAll(m_fd, &flag, 1, at) ? Ok : WriteFailed;
+    return WriteAt(m_fd, &flag, 1, at) ? Ok : WriteFailed;
 }
 
 int32_t DbfFile::append(const char* bytes) {
@@ -263,17 +230,17 @@ int32_t DbfFile::append(const char* bytes) {
         return WriteFailed;
     std::vector<char> bytesAndMarker(bytes, bytes + m_recordSize);
     bytesAndMarker.push_back(EndMarker);
-    if (!writeAll(m_fd, bytesAndMarker.data(), bytesAndMarker.size(), at)) {
+    if (!WriteAt(m_fd, bytesAndMarker.data(), bytesAndMarker.size(), at)) {
         // Undo what of it went through; should even that fail, the next open cuts it off.
         const char marker = EndMarker;
-        if (writeAll(m_fd, &marker, 1, at) && ::ftruncate(m_fd, off_t(at + 1)) == 0)
+        if (WriteAt(m_fd, &marker, 1, at) && ::ftruncate(m_fd, off_t(at + 1)) == 0)
             m_size = at + 1;
         return WriteFailed;
     }
     m_size = std::max(m_size, end);
     if (writeCount(m_count + 1) != Ok) {
         const char marker = EndMarker;
-        if (writeAll(m_fd, &marker, 1, at) && ::ftruncate(m_fd, off_t(at + 1)) == 0)
+        if (WriteAt(m_fd, &marker, 1, at) && ::ftruncate(m_fd, off_t(at + 1)) == 0)
             m_size = at + 1;
         return WriteFailed;
     }
@@ -284,14 +251,14 @@ int32_t DbfFile::append(const char* bytes) {
 int32_t DbfFile::writeDate() {
     unsigned char date[3];
     today(date);
-    return writeAll(m_fd, date, sizeof date, 1) ? Ok : WriteFailed;
+    return WriteAt(m_fd, date, sizeof date, 1) ? Ok : WriteFailed;
 }
 
 int32_t DbfFile::writeCount(uint32_t count) {
     unsigned char dateAndCount[7];
     today(dateAndCount);
     putLe32(dateAndCount + 3, count);
-    return writeAll(m_fd, dateAndCount, sizeof dateAndCount, 1) ? Ok : WriteFailed;
+    return WriteAt(m_fd, dateAndCount, sizeof dateAndCount, 1) ? Ok : WriteFailed;
 }
 
 bool DbfFile::stamp(TableStamp& out) const {

@@ -117,21 +117,9 @@ uint64_t fileChecksum(FileHeader header, const HitTable::Slot* slotData, const c
     return checksum(nodes, header.nodeCount * sizeof(HitTable::Node), sum);
 }
 
-bool writeAll(int fd, const void* from, size_t size) {
-    const auto* in = static_cast<const char*>(from);
-    while (size > 0) {
-        const ssize_t put = ::write(fd, in, size);
-        if (put < 0 && errno == EINTR)
-            continue;
-        if (put <= 0)
-            return false;
-        in += put;
-        size -= size_t(put);
-    }
-    return true;
-}
+} // namespace
 
-bool readAll(int fd, void* to, size_t size, uint64_t offset) {
+bool ReadAt(int fd, void* to, size_t size, uint64_t offset) {
     auto* out = static_cast<char*>(to);
     while (size > 0) {
         const ssize_t got = ::pread(fd, out, size, off_t(offset));
@@ -146,7 +134,20 @@ bool readAll(int fd, void* to, size_t size, uint64_t offset) {
     return true;
 }
 
-} // namespace
+bool WriteAt(int fd, const void* from, size_t size, uint64_t offset) {
+    const auto* in = static_cast<const char*>(from);
+    while (size > 0) {
+        const ssize_t put = ::pwrite(fd, in, size, off_t(offset));
+        if (put < 0 && errno == EINTR)
+            continue;
+        if (put <= 0)
+            return false;
+        in += put;
+        size -= size_t(put);
+        offset += uint64_t(put);
+    }
+    return true;
+}
 
 // ---- HitTable
 
@@ -409,10 +410,16 @@ bool WriteIndexFile(const QString& path, const IndexLayout& layout, const TableS
     const int fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (fd < 0)
         return false;
-    bool ok = writeAll(fd, &header, sizeof header) &&
-              writeAll(fd, table.m_slots.data(), table.m_slots.size() * sizeof(HitTable::Slot)) &&
-              writeAll(fd, table.m_keys.data(), table.m_keys.size()) &&
-              writeAll(fd, table.m_nodes.data(), table.m_nodes.size() * sizeof(HitTable::Node));
+    uint64_t at = 0;
+    const auto append = [&](const void* from, size_t size) {
+        const bool written = WriteAt(fd, from, size, at);
+        at += size;
+        return written;
+    };
+    bool ok = append(&header, sizeof header) &&
+              append(table.m_slots.data(), table.m_slots.size() * sizeof(HitTable::Slot)) &&
+              append(table.m_keys.data(), table.m_keys.size()) &&
+              append(table.m_nodes.data(), table.m_nodes.size() * sizeof(HitTable::Node));
     ok = ::close(fd) == 0 && ok;
     // The rename replaces the old file in one step: a reader sees the old index or the new one.
     if (!ok || ::rename(temporary.constData(), native.constData()) != 0) {
@@ -433,7 +440,7 @@ bool ReadIndexFile(const QString& path, const IndexLayout& layout, const TableSt
     FileHeader header{};
     const FileHeader expected = makeHeader(layout, stamp);
     bool ok = ::fstat(fd, &info) == 0 && uint64_t(info.st_size) >= sizeof header &&
-              readAll(fd, &header, sizeof header, 0);
+              ReadAt(fd, &header, sizeof header, 0);
     ok = ok && std::memcmp(header.magic, kMagic, sizeof kMagic) == 0 && header.version == kVersion &&
          header.kind == expected.kind && header.columnCount == expected.columnCount &&
          std::memcmp(header.columns, expected.columns, sizeof header.columns) == 0 &&
@@ -453,11 +460,11 @@ bool ReadIndexFile(const QString& path, const IndexLayout& layout, const TableSt
         table.m_used = header.usedSlots;
         uint64_t at = sizeof header;
         const size_t slotBytes = table.m_slots.size() * sizeof(HitTable::Slot);
-        ok = readAll(fd, table.m_slots.data(), slotBytes, at);
+        ok = ReadAt(fd, table.m_slots.data(), slotBytes, at);
         at += slotBytes;
-        ok = ok && readAll(fd, table.m_keys.data(), table.m_keys.size(), at);
+        ok = ok && ReadAt(fd, table.m_keys.data(), table.m_keys.size(), at);
         at += table.m_keys.size();
-        ok = ok && readAll(fd, table.m_nodes.data(), table.m_nodes.size() * sizeof(HitTable::Node), at);
+        ok = ok && ReadAt(fd, table.m_nodes.data(), table.m_nodes.size() * sizeof(HitTable::Node), at);
         ok = ok && fileChecksum(header, table.m_slots.data(), table.m_keys.data(), table.m_nodes.data()) ==
                        header.checksum;
         ok = ok && table.valid(stamp.records);

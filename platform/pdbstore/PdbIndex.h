@@ -21,6 +21,12 @@
 
 namespace pdb {
 
+// Whole reads and writes at a file offset, through EINTR and short transfers; false on any failure. A write
+// that has returned is in the page cache, so the process being killed cannot tear it; nothing calls
+// fsync, because the store protects against a killed process, not against losing power.
+bool ReadAt(int fd, void* to, size_t size, uint64_t offset);
+bool WriteAt(int fd, const void* from, size_t size, uint64_t offset);
+
 // What identifies a state of a table's file: an index built from another state is stale.
 struct TableStamp {
     uint64_t size = 0;
