@@ -2,7 +2,7 @@
 
 #include "lines/sound/modPathModify.h"
 #include "numbers/Num_module.h"
-#include "platform/pdbstore/Windows1252.h"
+#include "platform/Windows1252.h"
 #include "shell/Settings.h"
 
 #include <QDir>
@@ -74,7 +74,7 @@ QString layoutForFiveLines(QString text) {
 namespace EintragRecord {
 
 void PutText(RecordBlock& block, Field field, const QString& value) {
-    const QByteArray bytes = pdb::ToWindows1252(value);
+    const QByteArray bytes = ToWindows1252(value);
     char* out = block.data() + field.offset;
     if (bytes.size() >= field.width) {
         std::memcpy(out, bytes.constData(), std::size_t(field.width));
@@ -88,7 +88,7 @@ void PutText(RecordBlock& block, Field field, const QString& value) {
 QString GetText(const RecordBlock& block, Field field) {
     const char* in = block.data() + field.offset;
     const char* end = std::find(in, in + field.width, '\0');
-    return trimBlanks(pdb::FromWindows1252(in, end - in));
+    return trimBlanks(FromWindows1252(in, end - in));
 }
 
 void PutKey(RecordBlock& block, double key) {

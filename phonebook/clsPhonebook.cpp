@@ -2,8 +2,8 @@
 
 #include "numbers/Num_module.h"
 #include "phonebook/colPhonebook.h"
+#include "platform/Windows1252.h"
 #include "platform/pdbstore/PdbStore.h"
-#include "platform/pdbstore/Windows1252.h"
 #include "shell/Language.h"
 #include "shell/Log_Modul.h"
 #include "shell/Settings.h"
@@ -12,7 +12,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QStringDecoder>
 
 namespace {
 
@@ -28,15 +27,6 @@ constexpr int32_t ColumnNumber = 6;
 constexpr int32_t ColumnNumber2 = 7;
 constexpr int32_t ColumnNumber3 = 8;
 constexpr int32_t ColumnISChanged = 14;
-
-// A text file as Windows wrote it (Windows-1252), or UTF-8 where it is valid UTF-8.
-QString decodeTextFile(const QByteArray& bytes) {
-    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = utf8(bytes);
-    if (!utf8.hasError())
-        return text;
-    return pdb::FromWindows1252(bytes);
-}
 
 // The items of a text file by the list-input rule of the old phonebooks: an item ends at an unquoted
 // comma or at the line's end; double quotes around it are dropped, and blanks around an unquoted item.
@@ -245,7 +235,7 @@ void clsPhonebook::LoadOldTxtFile(const QString& file) {
     log(QStringLiteral("clsPhonebook Load:") + file + QStringLiteral(" open"));
 
     std::vector<qsizetype> consumed;
-    const QStringList items = listItems(decodeTextFile(bytes), consumed);
+    const QStringList items = listItems(DecodeTextFile(bytes), consumed);
     qsizetype total = 0;
     for (qsizetype i = 0; i < items.size(); ++i) {
         total += consumed[size_t(i)];

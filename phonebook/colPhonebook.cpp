@@ -74,31 +74,39 @@ void colPhonebook::Remove(const QString& key) {
     }
 }
 
-void colPhonebook::ShowEditWindowFree(const QString& number) {
-    QString carrier;
-    const QString wanted = Vorwahlen.StripCarrierPrefix(number.trimmed(), carrier);
+colPhonebook::Hit colPhonebook::firstHit(const QString& number, bool withGreetingsOnly) const {
     for (const auto& book : m_books) {
-        if (auto entry = book->clsEintragByNumber(wanted)) {
-            book->ShowEditWindow(entry->RecordKey, -1);
-            return;
-        }
+        if (withGreetingsOnly && isSpecialKey(book->Key))
+            continue;
+        if (auto entry = book->clsEintragByNumber(number))
+            return {book.get(), std::move(entry)};
     }
+    return {};
+}
+
+QString colPhonebook::withoutCarrier(const QString& number) const {
+    QString carrier;
+    return Vorwahlen.StripCarrierPrefix(number.trimmed(), carrier);
+}
+
+void colPhonebook::ShowEditWindowFree(const QString& number) {
+    const Hit hit = firstHit(withoutCarrier(number));
+    if (hit.book)
+        hit.book->ShowEditWindow(hit.entry->RecordKey, -1);
 }
 
 QString colPhonebook::TranslateNumber(const QString& number, int addArea, int addToNew, QString& detail,
                                       QString& greeting) {
     const Settings& settings = m_services.settings;
-    QString carrier;
-    const QString received = Vorwahlen.StripCarrierPrefix(number.trimmed(), carrier);
+    const QString received = withoutCarrier(number);
     const QString wanted = addArea == 1 ? AddAreaCode(settings, received) : received;
 
-    for (const auto& book : m_books) {
-        if (auto entry = book->clsEintragByNumber(wanted)) {
-            detail = entry->Adresse() + QLatin1Char(' ') + entry->PLZ() + QLatin1Char(' ') + entry->Ort() +
-                     QStringLiteral(" - ") + entry->Description();
-            greeting = entry->Ansage();
-            return entry->Name();
-        }
+    if (const Hit hit = firstHit(wanted); hit.book) {
+        const clsEintrag& entry = *hit.entry;
+        detail = entry.Adresse() + QLatin1Char(' ') + entry.PLZ() + QLatin1Char(' ') + entry.Ort() +
+                 QStringLiteral(" - ") + entry.Description();
+        greeting = entry.Ansage();
+        return entry.Name();
     }
     detail = wanted;
 
@@ -118,27 +126,15 @@ QString colPhonebook::TranslateNumber(const QString& number, int addArea, int ad
 }
 
 QString colPhonebook::GetAnsage(const QString& number, int addArea) {
-    QString wanted = number.trimmed();
-    if (addArea == 1)
-        wanted = AddAreaCode(m_services.settings, wanted);
-    for (const auto& book : m_books) {
-        if (isSpecialKey(book->Key))
-            continue;
-        if (auto entry = book->clsEintragByNumber(wanted))
-            return entry->Ansage();
-    }
-    return QString();
+    // No carrier code is cut off here: the greeting belongs to the number as the call brought it.
+    const QString trimmed = number.trimmed();
+    const Hit hit = firstHit(addArea == 1 ? AddAreaCode(m_services.settings, trimmed) : trimmed, true);
+    return hit.book ? hit.entry->Ansage() : QString();
 }
 
 bool colPhonebook::NumberExists(const QString& number, int addArea) {
-    QString carrier;
-    QString wanted = Vorwahlen.StripCarrierPrefix(number.trimmed(), carrier);
-    if (addArea == 1)
-        wanted = AddAreaCode(m_services.settings, wanted);
-    for (const auto& book : m_books)
-        if (book->clsEintragByNumber(wanted))
-            return true;
-    return false;
+    const QString received = withoutCarrier(number);
+    return firstHit(addArea == 1 ? AddAreaCode(m_services.settings, received) : received).book != nullptr;
 }
 
 bool colPhonebook::ChangeEntry(const QString& number, const QString& name, const QString& address,

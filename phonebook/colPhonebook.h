@@ -73,6 +73,14 @@ public:
     std::function<void(const QString& number)> LookupNumber;
 
 private:
+    // The first book, in order, that knows a number, and its entry; none when no book knows it.
+    // `withGreetingsOnly` passes over QUICK, NEW and MACRO.
+    struct Hit {
+        clsPhonebook* book = nullptr;
+        std::optional<clsEintrag> entry;
+    };
+    Hit firstHit(const QString& number, bool withGreetingsOnly = false) const;
+    QString withoutCarrier(const QString& number) const;
     clsPhonebook* findByKey(const QString& key) const;
     void openDiskBook(clsPhonebook& book, bool createIndex);
 

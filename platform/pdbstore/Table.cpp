@@ -1,7 +1,7 @@
 #include "platform/pdbstore/Table.h"
 
+#include "platform/Windows1252.h"
 #include "platform/pdbstore/PdbStore.h"
-#include "platform/pdbstore/Windows1252.h"
 
 #include <QFile>
 

@@ -1,9 +1,10 @@
 #include "platform/profile/ProfileStore.h"
 
+#include "platform/Windows1252.h"
+
 #include <QFile>
 #include <QHash>
 #include <QSaveFile>
-#include <QStringDecoder>
 
 #include <sys/stat.h>
 
@@ -62,32 +63,6 @@ LineInfo classify(const QString& line) {
     if (equals > 0)
         return {LineInfo::Key, text.left(equals).trimmed(), text.mid(equals + 1).trimmed()};
     return {};
-}
-
-// The Windows program wrote its files in the ANSI code page, Windows-1252 for its users. Qt knows that
-// code page only when it was built with ICU, so the 32 characters in which it differs from Latin-1 are
-// mapped here (the five unassigned bytes stay the C1 controls, as Windows maps them).
-QString fromWindows1252(const QByteArray& bytes) {
-    static constexpr char16_t kHigh[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-                                           0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
-                                           0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-                                           0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
-    QString text(bytes.size(), Qt::Uninitialized);
-    for (qsizetype i = 0; i < bytes.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(bytes[i]);
-        text[i] = QChar(byte >= 0x80 && byte < 0xA0 ? kHigh[byte - 0x80] : static_cast<char16_t>(byte));
-    }
-    return text;
-}
-
-QString decode(const QByteArray& bytes) {
-    if (bytes.startsWith("\xFF\xFE"))
-        return QStringDecoder(QStringConverter::Utf16LE)(bytes);
-    if (bytes.startsWith("\xFE\xFF"))
-        return QStringDecoder(QStringConverter::Utf16BE)(bytes);
-    QStringDecoder utf8(QStringConverter::Utf8); // skips a leading byte order mark
-    QString text = utf8(bytes);
-    return utf8.hasError() ? fromWindows1252(bytes) : text;
 }
 
 // Why the text cannot be a profile file, or nothing when it can be one.
@@ -182,7 +157,7 @@ struct ProfileStore::ParsedFile {
                            .arg(path, in.errorString());
             return;
         }
-        const QString text = decode(in.readAll());
+        const QString text = DecodeTextFile(in.readAll());
         if (const char* why = garbledReason(text))
             return unusable(QLatin1String(why));
         const qsizetype firstBreak = text.indexOf(u'\n');

@@ -1,6 +1,6 @@
 #include "PdbTestSupport.h"
 
-#include "platform/pdbstore/Windows1252.h"
+#include "platform/Windows1252.h"
 
 #include <QFile>
 #include <QProcess>
@@ -18,7 +18,7 @@ constexpr Place kName{8, 50}, kAdresse{58, 50}, kPlz{108, 10}, kOrt{118, 50}, kD
     kNumber{295, 35}, kNumber2{330, 35}, kNumber3{365, 35}, kAnsage{400, 127};
 
 void putText(Block& block, Place place, const QString& value) {
-    const QByteArray bytes = pdb::ToWindows1252(value);
+    const QByteArray bytes = ToWindows1252(value);
     char* out = block.data() + place.offset;
     if (bytes.size() >= place.width) {
         std::memcpy(out, bytes.constData(), size_t(place.width));
@@ -30,7 +30,7 @@ void putText(Block& block, Place place, const QString& value) {
 }
 
 QString getText(const Block& block, Place place) {
-    return pdb::FromWindows1252(BlockField(block, place.offset, place.width));
+    return FromWindows1252(BlockField(block, place.offset, place.width));
 }
 
 } // namespace

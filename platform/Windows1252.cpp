@@ -1,10 +1,11 @@
-#include "platform/pdbstore/Windows1252.h"
+#include "platform/Windows1252.h"
+
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <array>
 #include <iterator>
 
-namespace pdb {
 namespace {
 
 // Windows-1252 differs from Latin-1 in the bytes 0x80 to 0x9F; the five it leaves unassigned stay the
@@ -66,4 +67,12 @@ unsigned char FoldCase1252(unsigned char byte) {
     return kFold[byte];
 }
 
-} // namespace pdb
+QString DecodeTextFile(const QByteArray& bytes) {
+    if (bytes.startsWith("\xFF\xFE"))
+        return QStringDecoder(QStringConverter::Utf16LE)(bytes);
+    if (bytes.startsWith("\xFE\xFF"))
+        return QStringDecoder(QStringConverter::Utf16BE)(bytes);
+    QStringDecoder utf8(QStringConverter::Utf8); // skips a leading byte order mark
+    QString text = utf8(bytes);
+    return utf8.hasError() ? FromWindows1252(bytes) : text;
+}
