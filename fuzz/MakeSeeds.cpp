@@ -1,5 +1,6 @@
 // Writes the fuzzer's first inputs into the folder given: small tables made by the store itself, one
-// empty, one with entries (a deleted one among them), and one as a killed append leaves it.
+// empty, one with entries (a deleted one among them), one as a killed append leaves it, and a call log
+// with records of several days.
 
 #include "platform/pdbstore/PdbStore.h"
 
@@ -87,5 +88,18 @@ int main(int argc, char** argv) {
         QFile torn(corpus + QStringLiteral("/seed-killed.dbf"));
         ok = torn.open(QIODevice::WriteOnly | QIODevice::Truncate) && torn.write(bytes) == bytes.size();
     }
-    return ok ? 0 : 1;
+    // A call log: records of three days, out of order.
+    const QString log = work.filePath(QStringLiteral("log.dbf"));
+    ok = ok && store.PDB_Init() == pdb::Ok && store.PDB_Create(log, 0, pdb::CallLog) == pdb::Ok &&
+         store.PDB_Open(handle, log, pdb::CallLog) == pdb::Ok;
+    for (int32_t day : {46000, 46002, 46001, 46002}) {
+        std::array<char, pdb::CallLogBlockSize> record{};
+        const double start = day + 0.5;
+        std::memcpy(record.data() + 8, &start, sizeof start);
+        std::memcpy(record.data() + 16, &day, sizeof day);
+        std::memcpy(record.data() + 69, "0891234567", 11);
+        ok = ok && store.PDB_PutRecordEZG(handle, record.data()) == pdb::Ok;
+    }
+    store.PDB_Exit();
+    return ok && copy(log, corpus + QStringLiteral("/seed-log.dbf")) ? 0 : 1;
 }

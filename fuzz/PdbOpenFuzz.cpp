@@ -1,7 +1,8 @@
 // libFuzzer target: any bytes as a table file. Each input is opened as a disk book (index files built,
 // then read back), as a telephone book, and packed; every record is walked and read as a block, and
-// the searches run with keys taken from the records. The store must answer with codes, never crash or
-// read outside its memory.
+// the searches run with keys taken from the records. It is also opened as a call log, twice (the date
+// index built, then read back), walked by days and written to. The store must answer with codes, never
+// crash or read outside its memory.
 
 #include "platform/pdbstore/PdbStore.h"
 
@@ -12,6 +13,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <string>
 
 #include <fcntl.h>
@@ -19,7 +21,7 @@
 
 namespace {
 
-const char* const kIndexFiles[] = {"fi0.ndx", "fi1.ndx", "fi2.ndx", "fi3.ndx", "fi1.nde"};
+const char* const kIndexFiles[] = {"fi0.ndx", "fi1.ndx", "fi2.ndx", "fi3.ndx", "fi1.nde", "fi0.ndx.tmp"};
 
 // The folder of this process's files: made at the first input, removed with what is in it at exit.
 struct WorkFolder {
@@ -106,6 +108,38 @@ void exercise(pdb::PdbStore& store, const QString& path, int32_t type, bool writ
     store.PDB_Close(handle);
 }
 
+// The input as a call log: a walk over all days, with the block of each record, then writes.
+void exerciseLog(pdb::PdbStore& store, const QString& path) {
+    int32_t handle = 0;
+    if (store.PDB_Open(handle, path, pdb::CallLog) != pdb::Ok)
+        return;
+    std::array<char, pdb::CallLogBlockSize> block{};
+    int32_t lastDay = std::numeric_limits<int32_t>::min();
+    int walked = 0;
+    for (int32_t code = store.PDB_FindDateEZG(handle, -1e10, 1e10); code == pdb::Ok && walked < 100000;
+         code = store.PDB_FindNextDateEZG(handle, -1e10, 1e10), ++walked) {
+        if (store.PDB_GetRecordEZG(handle, block.data()) != pdb::Ok)
+            std::abort(); // a record the walk stands on is readable
+        int32_t day = 0;
+        std::memcpy(&day, block.data() + 16, sizeof day);
+        if (day < lastDay)
+            std::abort(); // the walk goes by day
+        lastDay = day;
+    }
+    if (walked > store.PDB_GetNumRecords(handle))
+        std::abort(); // the index holds live records only
+    if (store.PDB_GetFirstRecord(handle) == pdb::Ok &&
+        store.PDB_GetRecordEZG(handle, block.data()) == pdb::Ok) {
+        store.PDB_PutDoubleField(handle, 13, 0.0);
+        store.PDB_PutRecord(handle, store.PDB_GetCurRecNo(handle));
+        store.PDB_UpdateRecordEZG(handle, block.data());
+        store.PDB_PutRecordEZG(handle, block.data());
+        store.PDB_DeleteRecord(handle);
+    }
+    store.PDB_FindDateEZG(handle, 46000, 46001);
+    store.PDB_Close(handle);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -121,6 +155,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     exercise(store, path, pdb::TelephoneBook, false);
     if (store.PDB_PackDatabase(path) == pdb::Ok)
         exercise(store, path, pdb::OldDiskBook, false);
+    writeInput(file, data, size);
+    exerciseLog(store, path); // builds the date index and writes its file
+    exerciseLog(store, path); // reads it back
     store.PDB_Exit();
     return 0;
 }

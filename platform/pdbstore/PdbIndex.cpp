@@ -6,7 +6,10 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
+#include <optional>
 #include <type_traits>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -83,15 +86,15 @@ struct FileHeader {
     uint32_t tableRecords;
     uint32_t liveRecords;
     int64_t maxKey;
-    uint64_t slotCount;
-    uint64_t usedSlots;
-    uint64_t keyBytes;
-    uint64_t nodeCount;
-    uint64_t checksum; // of the header with this field 0, then of the three arrays
+    // The lengths of the arrays. A hash index: slots, used slots, key bytes, nodes. A date index: pairs.
+    uint64_t counts[4];
+    uint64_t checksum; // of the header with this field 0, then of the arrays
 };
 static_assert(std::is_trivially_copyable_v<FileHeader> && sizeof(FileHeader) == 112);
 static_assert(sizeof(HitTable::Slot) == 16 && sizeof(HitTable::Node) == 8);
+static_assert(std::is_trivially_copyable_v<DayIndex::Entry> && sizeof(DayIndex::Entry) == 8);
 
+// The header an index file of `layout` built from the table as `stamp` describes must have.
 FileHeader makeHeader(const IndexLayout& layout, const TableStamp& stamp) {
     FileHeader header{};
     std::memcpy(header.magic, kMagic, sizeof kMagic);
@@ -108,13 +111,82 @@ FileHeader makeHeader(const IndexLayout& layout, const TableStamp& stamp) {
     return header;
 }
 
-uint64_t fileChecksum(FileHeader header, const HitTable::Slot* slotData, const char* keys,
-                      const HitTable::Node* nodes) {
+// An array of an index, as the file holds it behind the header: to be written, and to be read into.
+struct Stretch {
+    const void* data;
+    size_t size;
+};
+struct Room {
+    void* data;
+    size_t size;
+};
+
+template <typename Arrays> uint64_t fileChecksum(FileHeader header, const Arrays& arrays) {
     header.checksum = 0;
     uint64_t sum = checksum(&header, sizeof header, 0);
-    sum = checksum(slotData, header.slotCount * sizeof(HitTable::Slot), sum);
-    sum = checksum(keys, header.keyBytes, sum);
-    return checksum(nodes, header.nodeCount * sizeof(HitTable::Node), sum);
+    for (const auto& array : arrays)
+        sum = checksum(array.data, array.size, sum);
+    return sum;
+}
+
+// Writes the header, with its checksum, and the arrays to a temporary file that is then renamed over
+// the index file.
+bool writeIndex(const QString& path, FileHeader header, std::initializer_list<Stretch> arrays) {
+    header.checksum = fileChecksum(header, arrays);
+    const QByteArray native = QFile::encodeName(path);
+    const QByteArray temporary = native + ".tmp";
+    const int fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0)
+        return false;
+    bool ok = WriteAt(fd, &header, sizeof header, 0);
+    uint64_t at = sizeof header;
+    for (const Stretch& array : arrays) {
+        ok = ok && WriteAt(fd, array.data, array.size, at);
+        at += array.size;
+    }
+    ok = ::close(fd) == 0 && ok;
+    // The rename replaces the old file in one step: a reader sees the old index or the new one.
+    if (!ok || ::rename(temporary.constData(), native.constData()) != 0) {
+        ::unlink(temporary.constData());
+        return false;
+    }
+    return true;
+}
+
+// Reads an index file whose header matches `layout` and `stamp`. `prepare` checks the header's counts
+// against the bytes behind the header and makes room for the arrays (none: the file is refused); the
+// arrays are then read into that room and the checksum is checked. False when any of it fails.
+template <typename Prepare>
+bool readIndex(const QString& path, const IndexLayout& layout, const TableStamp& stamp, FileHeader& header,
+               Prepare prepare) {
+    const QByteArray native = QFile::encodeName(path);
+    const int fd = ::open(native.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    struct stat info {};
+    const FileHeader expected = makeHeader(layout, stamp);
+    bool ok = ::fstat(fd, &info) == 0 && uint64_t(info.st_size) >= sizeof header &&
+              ReadAt(fd, &header, sizeof header, 0);
+    ok = ok && std::memcmp(header.magic, kMagic, sizeof kMagic) == 0 && header.version == kVersion &&
+         header.kind == expected.kind && header.columnCount == expected.columnCount &&
+         std::memcmp(header.columns, expected.columns, sizeof header.columns) == 0 &&
+         header.tableSize == expected.tableSize && header.tableMtimeNs == expected.tableMtimeNs &&
+         header.tableInode == expected.tableInode && header.tableDevice == expected.tableDevice &&
+         header.tableRecords == expected.tableRecords && header.liveRecords <= stamp.records;
+    if (ok) {
+        const std::optional<std::vector<Room>> arrays =
+            prepare(header, uint64_t(info.st_size) - sizeof header);
+        ok = arrays.has_value();
+        uint64_t at = sizeof header;
+        for (size_t i = 0; ok && i < arrays->size(); ++i) {
+            const Room& array = (*arrays)[i];
+            ok = ReadAt(fd, array.data, array.size, at);
+            at += array.size;
+        }
+        ok = ok && fileChecksum(header, *arrays) == header.checksum;
+    }
+    ::close(fd);
+    return ok;
 }
 
 } // namespace
@@ -390,6 +462,43 @@ bool HitTable::valid(uint32_t records) const {
     return used == m_used && heads == m_used;
 }
 
+// ---- DayIndex
+
+void DayIndex::assign(std::vector<Entry> entries) {
+    m_entries = std::move(entries);
+    std::sort(m_entries.begin(), m_entries.end());
+    m_entries.erase(std::unique(m_entries.begin(), m_entries.end()), m_entries.end());
+}
+
+bool DayIndex::insert(Entry entry) {
+    if (m_entries.empty() || m_entries.back() < entry) {
+        m_entries.push_back(entry);
+        return true;
+    }
+    const auto at = std::lower_bound(m_entries.begin(), m_entries.end(), entry);
+    if (*at == entry)
+        return false;
+    m_entries.insert(at, entry);
+    return true;
+}
+
+bool DayIndex::remove(Entry entry) {
+    const auto at = std::lower_bound(m_entries.begin(), m_entries.end(), entry);
+    if (at == m_entries.end() || *at != entry)
+        return false;
+    m_entries.erase(at);
+    return true;
+}
+
+bool DayIndex::valid(uint32_t records) const {
+    for (size_t i = 0; i < m_entries.size(); ++i) {
+        const Entry& entry = m_entries[i];
+        if (entry.record == 0 || entry.record > records || (i > 0 && !(m_entries[i - 1] < entry)))
+            return false;
+    }
+    return true;
+}
+
 // ---- Index files
 
 bool WriteIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
@@ -399,82 +508,72 @@ bool WriteIndexFile(const QString& path, const IndexLayout& layout, const TableS
     FileHeader header = makeHeader(layout, stamp);
     header.liveRecords = liveRecords;
     header.maxKey = maxKey;
-    header.slotCount = table.m_slots.size();
-    header.usedSlots = table.m_used;
-    header.keyBytes = table.m_keys.size();
-    header.nodeCount = table.m_nodes.size();
-    header.checksum = fileChecksum(header, table.m_slots.data(), table.m_keys.data(), table.m_nodes.data());
+    header.counts[0] = table.m_slots.size();
+    header.counts[1] = table.m_used;
+    header.counts[2] = table.m_keys.size();
+    header.counts[3] = table.m_nodes.size();
+    return writeIndex(path, header,
+                      {{table.m_slots.data(), table.m_slots.size() * sizeof(HitTable::Slot)},
+                       {table.m_keys.data(), table.m_keys.size()},
+                       {table.m_nodes.data(), table.m_nodes.size() * sizeof(HitTable::Node)}});
+}
 
-    const QByteArray native = QFile::encodeName(path);
-    const QByteArray temporary = native + ".tmp";
-    const int fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0)
-        return false;
-    uint64_t at = 0;
-    const auto append = [&](const void* from, size_t size) {
-        const bool written = WriteAt(fd, from, size, at);
-        at += size;
-        return written;
-    };
-    bool ok = append(&header, sizeof header) &&
-              append(table.m_slots.data(), table.m_slots.size() * sizeof(HitTable::Slot)) &&
-              append(table.m_keys.data(), table.m_keys.size()) &&
-              append(table.m_nodes.data(), table.m_nodes.size() * sizeof(HitTable::Node));
-    ok = ::close(fd) == 0 && ok;
-    // The rename replaces the old file in one step: a reader sees the old index or the new one.
-    if (!ok || ::rename(temporary.constData(), native.constData()) != 0) {
-        ::unlink(temporary.constData());
-        return false;
-    }
-    return true;
+bool WriteIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
+                    uint32_t liveRecords, int64_t maxKey, const DayIndex& days) {
+    FileHeader header = makeHeader(layout, stamp);
+    header.liveRecords = liveRecords;
+    header.maxKey = maxKey;
+    header.counts[0] = days.m_entries.size();
+    return writeIndex(path, header,
+                      {{days.m_entries.data(), days.m_entries.size() * sizeof(DayIndex::Entry)}});
 }
 
 bool ReadIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
                    uint32_t& liveRecords, int64_t& maxKey, HitTable& table) {
     table.clear();
-    const QByteArray native = QFile::encodeName(path);
-    const int fd = ::open(native.constData(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    struct stat info {};
     FileHeader header{};
-    const FileHeader expected = makeHeader(layout, stamp);
-    bool ok = ::fstat(fd, &info) == 0 && uint64_t(info.st_size) >= sizeof header &&
-              ReadAt(fd, &header, sizeof header, 0);
-    ok = ok && std::memcmp(header.magic, kMagic, sizeof kMagic) == 0 && header.version == kVersion &&
-         header.kind == expected.kind && header.columnCount == expected.columnCount &&
-         std::memcmp(header.columns, expected.columns, sizeof header.columns) == 0 &&
-         header.tableSize == expected.tableSize && header.tableMtimeNs == expected.tableMtimeNs &&
-         header.tableInode == expected.tableInode && header.tableDevice == expected.tableDevice &&
-         header.tableRecords == expected.tableRecords && header.liveRecords <= stamp.records &&
-         header.columnCount == table.m_columns;
-    // Sizes within reason before anything is allocated for them.
-    ok = ok && header.slotCount <= (uint64_t(1) << 31) && header.keyBytes <= (uint64_t(1) << 32) &&
-         header.nodeCount == uint64_t(stamp.records) * table.m_columns + 1 &&
-         uint64_t(info.st_size) == sizeof header + header.slotCount * sizeof(HitTable::Slot) +
-                                       header.keyBytes + header.nodeCount * sizeof(HitTable::Node);
-    if (ok) {
-        table.m_slots.resize(header.slotCount);
-        table.m_keys.resize(header.keyBytes);
-        table.m_nodes.resize(header.nodeCount);
-        table.m_used = header.usedSlots;
-        uint64_t at = sizeof header;
-        const size_t slotBytes = table.m_slots.size() * sizeof(HitTable::Slot);
-        ok = ReadAt(fd, table.m_slots.data(), slotBytes, at);
-        at += slotBytes;
-        ok = ok && ReadAt(fd, table.m_keys.data(), table.m_keys.size(), at);
-        at += table.m_keys.size();
-        ok = ok && ReadAt(fd, table.m_nodes.data(), table.m_nodes.size() * sizeof(HitTable::Node), at);
-        ok = ok && fileChecksum(header, table.m_slots.data(), table.m_keys.data(), table.m_nodes.data()) ==
-                       header.checksum;
-        ok = ok && table.valid(stamp.records);
-    }
-    ::close(fd);
-    if (!ok) {
+    const auto prepare = [&](const FileHeader& h, uint64_t bytes) -> std::optional<std::vector<Room>> {
+        const uint64_t slots = h.counts[0];
+        const uint64_t keyBytes = h.counts[2];
+        const uint64_t nodes = h.counts[3];
+        // Sizes within reason before anything is allocated for them.
+        if (h.columnCount != table.m_columns || slots > (uint64_t(1) << 31) ||
+            keyBytes > (uint64_t(1) << 32) || nodes != uint64_t(stamp.records) * table.m_columns + 1 ||
+            bytes != slots * sizeof(HitTable::Slot) + keyBytes + nodes * sizeof(HitTable::Node))
+            return std::nullopt;
+        table.m_slots.resize(slots);
+        table.m_keys.resize(keyBytes);
+        table.m_nodes.resize(nodes);
+        table.m_used = h.counts[1];
+        return std::vector<Room>{{table.m_slots.data(), table.m_slots.size() * sizeof(HitTable::Slot)},
+                                 {table.m_keys.data(), table.m_keys.size()},
+                                 {table.m_nodes.data(), table.m_nodes.size() * sizeof(HitTable::Node)}};
+    };
+    if (!readIndex(path, layout, stamp, header, prepare) || !table.valid(stamp.records)) {
         table.clear();
         return false;
     }
     table.m_garbage = 0;
+    liveRecords = header.liveRecords;
+    maxKey = header.maxKey;
+    return true;
+}
+
+bool ReadIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
+                   uint32_t& liveRecords, int64_t& maxKey, DayIndex& days) {
+    days.clear();
+    FileHeader header{};
+    const auto prepare = [&](const FileHeader& h, uint64_t bytes) -> std::optional<std::vector<Room>> {
+        const uint64_t count = h.counts[0];
+        if (count > h.liveRecords || bytes != count * sizeof(DayIndex::Entry))
+            return std::nullopt;
+        days.m_entries.resize(count);
+        return std::vector<Room>{{days.m_entries.data(), size_t(bytes)}};
+    };
+    if (!readIndex(path, layout, stamp, header, prepare) || !days.valid(stamp.records)) {
+        days.clear();
+        return false;
+    }
     liveRecords = header.liveRecords;
     maxKey = header.maxKey;
     return true;

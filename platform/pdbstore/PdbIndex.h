@@ -1,17 +1,22 @@
 #pragma once
 
-// The indexes of a table: in memory while the table is open, in index files beside it in between.
+// The indexes of a table: in memory while the table is open, in index files beside it in between. Two
+// kinds: the hash index of keys and numbers (HitTable) and the call log's date index (DayIndex).
 //
 // An index file holds the index's arrays as they are in memory, after a header with a magic, a version,
-// the stamp of the table it was built from (size, modification time, inode, record count), the table's
-// count of live records and its highest record key, and a checksum. Loading one is a few reads and a
-// check of its lists; a file that does not belong to the table as it is now, or does not check out, is
-// not used and the index is built from the table instead. The files hold native little-endian numbers.
+// the index's kind and columns, the stamp of the table it was built from (size, modification time,
+// inode, record count), the table's count of live records and its highest record key, the lengths of
+// the arrays, and a checksum. Loading one is a few reads and a check of its arrays; a file that does not
+// belong to the table as it is now, or does not check out, is not used and the index is built from the
+// table instead. Both kinds share the header, the checksum and the atomic write; only the arrays differ.
+// The files hold native little-endian numbers.
 
 #include "platform/pdbstore/PdbSchema.h"
 
 #include <QString>
 
+#include <algorithm>
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -126,12 +131,63 @@ private:
     std::vector<Node> m_nodes; // node 0 is none; record r, column c is node (r - 1) * columns + c + 1
 };
 
+// The date index of the call log: a pair of day and record number for each live record that holds a
+// day, in ascending order of day, then record. Calls are logged in the order of time, so nearly every
+// insert goes to the end in constant time; one that does not goes to its place by binary search. A
+// search costs a binary search and then one step per pair it passes.
+class DayIndex {
+public:
+    struct Entry {
+        int32_t day = 0;
+        uint32_t record = 0;
+        auto operator<=>(const Entry&) const = default;
+    };
+
+    size_t size() const { return m_entries.size(); }
+    void clear() { m_entries.clear(); }
+    // Takes pairs in any order.
+    void assign(std::vector<Entry> entries);
+    // False (and nothing changes) for a pair that is in the index already, or one that is not.
+    bool insert(Entry entry);
+    bool remove(Entry entry);
+
+    // The first pair whose day lies from `from` up to before `to`, after `after` if given, whose record
+    // `accept` takes.
+    template <typename Accept>
+    std::optional<Entry> next(double from, double to, std::optional<Entry> after, Accept accept) const {
+        if (!(from < to)) // an empty range, or not a number
+            return std::nullopt;
+        auto at = std::partition_point(m_entries.begin(), m_entries.end(),
+                                       [&](const Entry& e) { return double(e.day) < from; });
+        if (after)
+            at = std::max(at, std::upper_bound(m_entries.begin(), m_entries.end(), *after));
+        for (; at != m_entries.end() && double(at->day) < to; ++at)
+            if (accept(at->record))
+                return *at;
+        return std::nullopt;
+    }
+
+private:
+    friend bool WriteIndexFile(const QString&, const IndexLayout&, const TableStamp&, uint32_t, int64_t,
+                               const DayIndex&);
+    friend bool ReadIndexFile(const QString&, const IndexLayout&, const TableStamp&, uint32_t&, int64_t&,
+                              DayIndex&);
+    // Whether the pairs are in strict order and name records from 1 to `records` (after a load).
+    bool valid(uint32_t records) const;
+
+    std::vector<Entry> m_entries;
+};
+
 // Writes an index file atomically (a temporary file renamed over it). False if it could not be written.
 bool WriteIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
                     uint32_t liveRecords, int64_t maxKey, HitTable& table);
-// Loads an index file that was built from the table as `stamp` describes. False, and `table` empty, when
-// the file is missing, stale or damaged.
+bool WriteIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
+                    uint32_t liveRecords, int64_t maxKey, const DayIndex& days);
+// Loads an index file that was built from the table as `stamp` describes. False, and the index empty,
+// when the file is missing, stale or damaged.
 bool ReadIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
                    uint32_t& liveRecords, int64_t& maxKey, HitTable& table);
+bool ReadIndexFile(const QString& path, const IndexLayout& layout, const TableStamp& stamp,
+                   uint32_t& liveRecords, int64_t& maxKey, DayIndex& days);
 
 } // namespace pdb

@@ -46,8 +46,33 @@ constexpr Schema kTelephoneBook{TelephoneBook, kPhonebookColumns, PhonebookBlock
 constexpr Schema kOldDiskBook{OldDiskBook, kPhonebookColumns, PhonebookBlockSize, 0, kOldDiskBookIndexes};
 constexpr Schema kDiskBook{DiskBook, kPhonebookColumns, PhonebookBlockSize, 0, kDiskBookIndexes};
 
-// The call log gets its schema (its own block, columns and a date index) here.
-constexpr const Schema* kSchemas[] = {&kTelephoneBook, &kOldDiskBook, &kDiskBook};
+// A call log record: the 312-byte block of EZGRecord. Its texts keep a zero byte in the block, so each
+// text column is one narrower than its place there. Bytes 29 to 31 of the block belong to no column.
+// RecordKey is always 0: the log has no keys and no key index.
+constexpr Column kCallLogColumns[] = {
+    {"RECORDKEY", 'N', 10, 0, 0, 8, BlockForm::Double},
+    {"BEGINN", 'N', 18, 10, 8, 8, BlockForm::Double},
+    {"TAGESNR", 'N', 10, 0, 16, 4, BlockForm::Int32},
+    {"UHRZEIT", 'C', 8, 0, 20, 9, BlockForm::Text},
+    {"RESERVED1", 'N', 15, 4, 32, 8, BlockForm::Double},
+    {"RESERVED2", 'N', 15, 4, 40, 8, BlockForm::Double},
+    {"PROVIDER", 'C', 20, 0, 48, 21, BlockForm::Text},
+    {"RUFNUMMER", 'C', 35, 0, 69, 36, BlockForm::Text},
+    {"MSN", 'C', 30, 0, 105, 31, BlockForm::Text},
+    {"DAUER", 'N', 10, 0, 136, 8, BlockForm::Double},
+    {"GEBUEHR", 'N', 12, 4, 144, 8, BlockForm::Double},
+    {"RESERVED3", 'N', 15, 4, 152, 8, BlockForm::Double},
+    {"TONDATEI", 'C', 127, 0, 160, 128, BlockForm::Text},
+    {"NEU", 'N', 3, 0, 288, 8, BlockForm::Double},
+    {"RICHTUNG", 'N', 3, 0, 296, 8, BlockForm::Double},
+    {"STATUS", 'N', 5, 0, 304, 8, BlockForm::Double},
+};
+
+constexpr IndexLayout kCallLogIndexes[] = {{"i0.ndx", IndexKind::Days, 1, {2, 0, 0}}};
+
+constexpr Schema kCallLog{CallLog, kCallLogColumns, CallLogBlockSize, -1, kCallLogIndexes};
+
+constexpr const Schema* kSchemas[] = {&kTelephoneBook, &kCallLog, &kOldDiskBook, &kDiskBook};
 
 } // namespace
 

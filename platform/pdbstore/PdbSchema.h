@@ -13,6 +13,7 @@ namespace pdb {
 enum class BlockForm : uint8_t {
     Text,   // the value, one zero byte and blanks up to the width; a value of the full width has no zero
     Double, // an IEEE double, little endian; the column is numeric
+    Int32,  // a 32-bit integer, little endian; the column is numeric, cut to a whole number
     Flag,   // "T" or "N", then a zero byte; the column is logical
     Zeros,  // zero bytes in the block; the column holds blanks
 };
@@ -30,6 +31,7 @@ struct Column {
 enum class IndexKind : uint8_t {
     RecordKey, // the integer value of one numeric column
     Numbers,   // text columns, trimmed of blanks at the end and compared without regard to case
+    Days,      // the whole number of one numeric column, kept in order: the call log's date search
 };
 
 inline constexpr int MaxIndexColumns = 3;

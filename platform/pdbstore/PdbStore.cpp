@@ -3,8 +3,10 @@
 #include "platform/pdbstore/PdbSchema.h"
 #include "platform/pdbstore/Table.h"
 
+#include <QDate>
 #include <QFile>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -12,11 +14,6 @@
 
 namespace pdb {
 namespace {
-
-// The kinds of table that can be created and opened so far; the call log follows.
-const Schema* openableSchema(int32_t type) {
-    return type == CallLog ? nullptr : SchemaForType(type);
-}
 
 const char* errorText(int32_t code) {
     switch (code) {
@@ -79,6 +76,16 @@ template <typename Operation> int32_t withTable(bool initialised, Table* table, 
     return table == nullptr ? int32_t(BadHandle) : operation(*table);
 }
 
+// The same for the operations of books only (`log` false) or of the call log only (`log` true): on a
+// table of the other kind they fail with BadType. Their blocks differ in size, so neither may touch
+// the other's.
+template <typename Operation>
+int32_t withTableOf(bool log, bool initialised, Table* table, Operation operation) {
+    return withTable(initialised, table, [&](Table& t) {
+        return (t.type() == CallLog) != log ? int32_t(BadType) : operation(t);
+    });
+}
+
 } // namespace
 
 PdbStore::PdbStore() = default;
@@ -97,12 +104,15 @@ Table* PdbStore::table(int32_t handle) const {
 
 int32_t PdbStore::PDB_Init() {
     m_initialised = true;
+    ++m_users;
     return Ok;
 }
 
 int32_t PdbStore::PDB_Exit() {
     if (!m_initialised)
         return NotInitialised;
+    if (--m_users > 0)
+        return Ok;
     int32_t code = Ok;
     for (auto& [handle, table] : m_tables) {
         const int32_t closed = table->close();
@@ -117,7 +127,7 @@ int32_t PdbStore::PDB_Exit() {
 int32_t PdbStore::PDB_Create(const QString& path, int32_t withIndex, int32_t type) {
     if (!m_initialised)
         return NotInitialised;
-    const Schema* schema = openableSchema(type);
+    const Schema* schema = SchemaForType(type);
     if (schema == nullptr)
         return BadType;
     const QByteArray native = QFile::encodeName(path);
@@ -146,7 +156,7 @@ int32_t PdbStore::PDB_Open(int32_t& handle, const QString& path, int32_t type) {
     handle = 0;
     if (!m_initialised)
         return NotInitialised;
-    const Schema* schema = openableSchema(type);
+    const Schema* schema = SchemaForType(type);
     if (schema == nullptr)
         return BadType;
     std::unique_ptr<Table> opened;
@@ -213,25 +223,60 @@ int32_t PdbStore::PDB_DeleteRecord(int32_t handle) {
 }
 
 int32_t PdbStore::PDB_GetRecordPHB(int32_t handle, char* block) {
-    return withTable(m_initialised, table(handle),
-                     [&](Table& t) { return block == nullptr ? int32_t(BadValue) : t.getBlock(block); });
+    return withTableOf(false, m_initialised, table(handle),
+                       [&](Table& t) { return block == nullptr ? int32_t(BadValue) : t.getBlock(block); });
 }
 
 int32_t PdbStore::PDB_PutRecordPHB(int32_t handle, char* block) {
-    return withTable(m_initialised, table(handle),
-                     [&](Table& t) { return block == nullptr ? int32_t(BadValue) : t.putBlock(block); });
+    return withTableOf(false, m_initialised, table(handle),
+                       [&](Table& t) { return block == nullptr ? int32_t(BadValue) : t.putBlock(block); });
 }
 
 int32_t PdbStore::PDB_FindIndexPHB(int32_t handle, double key) {
-    return withTable(m_initialised, table(handle), [&](Table& t) { return t.findKey(key); });
+    return withTableOf(false, m_initialised, table(handle), [&](Table& t) { return t.findKey(key); });
 }
 
 int32_t PdbStore::PDB_FindNumberPHB(int32_t handle, const QString& key) {
-    return withTable(m_initialised, table(handle), [&](Table& t) { return t.findNumber(key); });
+    return withTableOf(false, m_initialised, table(handle), [&](Table& t) { return t.findNumber(key); });
 }
 
 int32_t PdbStore::PDB_Find(int32_t handle, const QString& text, int32_t column, int32_t flags) {
     return withTable(m_initialised, table(handle), [&](Table& t) { return t.find(text, column, flags); });
+}
+
+int32_t PdbStore::PDB_PutRecordEZG(int32_t handle, const char* block) {
+    return withTableOf(true, m_initialised, table(handle),
+                       [&](Table& t) { return block == nullptr ? int32_t(BadValue) : t.appendBlock(block); });
+}
+
+int32_t PdbStore::PDB_GetRecordEZG(int32_t handle, char* block) {
+    return withTableOf(true, m_initialised, table(handle),
+                       [&](Table& t) { return block == nullptr ? int32_t(BadValue) : t.getBlock(block); });
+}
+
+int32_t PdbStore::PDB_UpdateRecordEZG(int32_t handle, const char* block) {
+    return withTableOf(true, m_initialised, table(handle),
+                       [&](Table& t) { return block == nullptr ? int32_t(BadValue) : t.updateBlock(block); });
+}
+
+int32_t PdbStore::PDB_FindDateEZG(int32_t handle, double from, double to) {
+    return withTableOf(true, m_initialised, table(handle), [&](Table& t) { return t.findDate(from, to); });
+}
+
+int32_t PdbStore::PDB_FindNextDateEZG(int32_t handle, double from, double to) {
+    return withTableOf(true, m_initialised, table(handle),
+                       [&](Table& t) { return t.findNextDate(from, to); });
+}
+
+int32_t PdbStore::PDB_GETJulianDays(int32_t, const QString& text) const {
+    const qsizetype zero = text.indexOf(QChar(0));
+    const QString day = zero < 0 ? text : text.left(zero);
+    if (day.size() != 8 || !std::all_of(day.begin(), day.end(), [](QChar c) {
+            return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+        }))
+        return 0;
+    const QDate date(day.left(4).toInt(), day.mid(4, 2).toInt(), day.right(2).toInt());
+    return date.isValid() ? int32_t(QDate(1899, 12, 30).daysTo(date)) : 0;
 }
 
 int32_t PdbStore::PDB_FieldCount(int32_t handle) const {

@@ -4,15 +4,22 @@
 // operations PDB_* through which the program reads and writes them.
 //
 // Files. A table is a standard dBase III file: other dBase programs read and write it. Text columns hold
-// Windows-1252 (the header's language byte says so), blank-padded, without zero bytes. The columns of a
-// book are numbered as the record block of an entry (0 RecordKey ... 14 ISChanged) and named in upper
-// case; RecordKey is numeric (N, 10 digits, no decimals), ISChanged logical ("T" or "N").
+// Windows-1252 (the header's language byte says so), blank-padded, without zero bytes. Columns are named
+// in upper case and numbered as the fields of the kind's record block. A book's run from 0 RECORDKEY to
+// 14 ISCHANGED; RECORDKEY is numeric (N, 10 digits, no decimals), ISCHANGED logical ("T" or "N"). The
+// call log's (the program keeps it in "MorvaLog.dbf"; the store takes any name) run from 0 RECORDKEY to
+// 15 STATUS: its numbers are numeric columns, among them 1 BEGINN, the start as a date number with ten
+// decimals, and 2 TAGESNR, its day; each of its texts is one character narrower than its place in the
+// block, which keeps a zero byte behind the text.
 //
 // Index files are our own format (see PdbIndex.h): for a book file "b.dbf", "bi0.ndx" maps RecordKey to
 // the record, and for disk books "bi1.nde" (type 4) or "bi1.ndx", "bi2.ndx", "bi3.ndx" (type 3) map the
-// numbers to their records. An index file carries the size, time and record count of the table it was
-// built from; one that is missing, or does not match, is rebuilt when the table is opened. While a table
-// is open its indexes live in memory and are written back at PDB_Close.
+// numbers to their records. For a call log "l.dbf", "li0.ndx" is the date index: the day and record
+// number of each live record, in that order, for PDB_FindDateEZG. An index file carries the size, time and
+// record count of the table it was built from; one that is missing, or does not match, is rebuilt when
+// the table is opened. While a table is open its indexes live in memory, follow every write, and are
+// written back at PDB_Close; the first write of a session removes the files, so that a process killed
+// after it leaves none that looks right.
 //
 // Records. Record numbers are physical and count from 1. A deleted record keeps its place, marked "*",
 // until PDB_PackDatabase. Each open table has a current record and a record buffer: the positioning
@@ -27,7 +34,8 @@
 // program that opens it fails with InUse instead of writing over the first.
 //
 // Handles are small positive numbers, 0 is none. Operations on a handle that is not open fail with
-// BadHandle; every operation except PDB_Init fails with NotInitialised outside PDB_Init ... PDB_Exit.
+// BadHandle; every operation except PDB_Init fails with NotInitialised outside PDB_Init ... PDB_Exit,
+// but PDB_GETJulianDays, which reads no table and returns a number, answers at any time.
 // One PdbStore belongs to one thread.
 
 #include <QByteArray>
@@ -77,6 +85,8 @@ enum Code : int32_t {
 
 // Size of the record block of a phonebook entry (PDB_GetRecordPHB, PDB_PutRecordPHB).
 inline constexpr int PhonebookBlockSize = 629;
+// Size of the record block of a call log record (PDB_PutRecordEZG, PDB_GetRecordEZG, PDB_UpdateRecordEZG).
+inline constexpr int CallLogBlockSize = 312;
 // Width of a number search key: the number, padded with blanks.
 inline constexpr int NumberKeyWidth = 34;
 
@@ -97,8 +107,9 @@ public:
     PdbStore(const PdbStore&) = delete;
     PdbStore& operator=(const PdbStore&) = delete;
 
+    // Each part of the program that uses the store starts it and stops it; the stop that matches the
+    // first start closes every table that is still open.
     int32_t PDB_Init();
-    // Closes every table that is still open.
     int32_t PDB_Exit();
 
     // Makes an empty table of the kind's layout, and its index files when `withIndex` is 1. Overwrites
@@ -128,6 +139,8 @@ public:
     // Marks the current record deleted.
     int32_t PDB_DeleteRecord(int32_t handle);
 
+    // The phonebook entry operations (PHB) fail with BadType on a call log.
+    //
     // The current record as a phonebook entry's block of 629 bytes.
     int32_t PDB_GetRecordPHB(int32_t handle, char* block);
     // Writes a phonebook entry's block: RecordKey 0 appends a record with the next free key (the highest
@@ -144,6 +157,30 @@ public:
     // at a zero character. Positions on the match.
     int32_t PDB_Find(int32_t handle, const QString& text, int32_t column, int32_t flags);
 
+    // The call log (type 2). Its block: RecordKey (double, always 0), the start as a date number (double:
+    // days since 30 December 1899, the time as fraction), the day (32-bit integer), the time text, two
+    // reserved doubles, carrier, partner and own number (texts), duration, charge, a reserved double, the
+    // message file (text), new, direction and final state (doubles); texts end in a zero byte and blanks.
+    // These operations fail with BadType on a table of another type (the date searches too).
+    //
+    // Appends a record; it becomes the current one. Texts are cut at their zero byte and to the width of
+    // their column, numbers must fit theirs (else BadValue); RecordKey is written as the block has it.
+    int32_t PDB_PutRecordEZG(int32_t handle, const char* block);
+    // The current record as a call log block; the bytes that belong to no column are zero.
+    int32_t PDB_GetRecordEZG(int32_t handle, char* block);
+    // Replaces the current record (NoCurrentRecord, RecordDeleted); it stays the current one.
+    int32_t PDB_UpdateRecordEZG(int32_t handle, const char* block);
+    // Positions on the first record whose day lies from `from` up to before `to`, by the date index: in
+    // order of day, then of record number. NotFound when there is none.
+    int32_t PDB_FindDateEZG(int32_t handle, double from, double to);
+    // The next record of that range after the one the last date search positioned on; NotFound ends the
+    // walk, and is all there is after a PDB_FindDateEZG that found nothing. Records written or deleted
+    // during a walk are seen or passed over as the index has them then.
+    int32_t PDB_FindNextDateEZG(int32_t handle, double from, double to);
+    // The date number of a day given as eight digits, year, month and day ("20261123"; cut at a zero
+    // character), itself; 0 for text that is no valid day. The handle is not used.
+    int32_t PDB_GETJulianDays(int32_t handle, const QString& text) const;
+
     // The column count itself (0 for a handle that is not open).
     int32_t PDB_FieldCount(int32_t handle) const;
     // Changes one column of the record buffer: text (cut at a zero character and at the column's width;
@@ -158,6 +195,7 @@ private:
     Table* table(int32_t handle) const;
 
     bool m_initialised = false;
+    int m_users = 0; // PDB_Init calls not yet matched by a PDB_Exit
     std::map<int32_t, std::unique_ptr<Table>> m_tables;
 };
 

@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -95,6 +96,17 @@ bool formatNumber(double value, const Column& column, char* out) {
     return true;
 }
 
+// A number cut to a whole number, if a 32-bit integer holds it.
+std::optional<int32_t> whole32(double value) {
+    if (!std::isfinite(value))
+        return std::nullopt;
+    const double whole = std::trunc(value);
+    if (whole < double(std::numeric_limits<int32_t>::min()) ||
+        whole > double(std::numeric_limits<int32_t>::max()))
+        return std::nullopt;
+    return int32_t(whole);
+}
+
 bool wholeKey(double key, int64_t& out) {
     if (!std::isfinite(key) || std::trunc(key) != key || std::fabs(key) > kLargestKey)
         return false;
@@ -173,7 +185,8 @@ void Table::setSchema(const Schema& schema) {
 void Table::setIndexes(std::vector<IndexLayout> layouts) {
     m_indexes.clear();
     for (const IndexLayout& layout : layouts)
-        m_indexes.push_back(Index{layout, IndexPath(m_path, layout), HitTable(layout.columnCount)});
+        m_indexes.push_back(
+            Index{layout, IndexPath(m_path, layout), HitTable(layout.columnCount), DayIndex()});
 }
 
 void Table::loadOrBuildIndexes() {
@@ -187,7 +200,12 @@ void Table::loadOrBuildIndexes() {
         Index& index = m_indexes[i];
         uint32_t fileLive = 0;
         int64_t fileMaxKey = 0;
-        if (!stamped || !ReadIndexFile(index.path, index.layout, stamp, fileLive, fileMaxKey, index.hits))
+        const bool read =
+            stamped &&
+            (index.layout.kind == IndexKind::Days
+                 ? ReadIndexFile(index.path, index.layout, stamp, fileLive, fileMaxKey, index.days)
+                 : ReadIndexFile(index.path, index.layout, stamp, fileLive, fileMaxKey, index.hits));
+        if (!read)
             continue;
         rebuild[i] = false;
         agree = agree && (!live || *live == fileLive);
@@ -222,6 +240,19 @@ void Table::buildIndexes(const std::vector<bool>& rebuild) {
             continue;
         m_indexesDirty = true;
         Index& index = m_indexes[i];
+        if (index.layout.kind == IndexKind::Days) {
+            std::vector<DayIndex::Entry> entries;
+            entries.reserve(m_live);
+            for (uint32_t r = 1; r <= count; ++r) {
+                const char* record = m_file.record(r);
+                if (record[0] == DbfFile::Deleted)
+                    continue;
+                if (const std::optional<int32_t> day = dayOf(index, record))
+                    entries.push_back({*day, r});
+            }
+            index.days.assign(std::move(entries));
+            continue;
+        }
         index.hits.clear();
         index.hits.setRecords(count);
         index.hits.reserveKeys(size_t(m_live) * index.layout.columnCount);
@@ -252,6 +283,13 @@ void Table::foldInto(const char* bytes, size_t size, Key& key) const {
         key.bytes[i] = static_cast<char>(m_fold[static_cast<unsigned char>(bytes[i])]);
 }
 
+std::optional<int32_t> Table::dayOf(const Index& index, const char* record) const {
+    const int column = index.layout.columns[0];
+    const std::optional<double> value =
+        parseNumber(field(record, column), m_schema->columns[size_t(column)].width);
+    return value ? whole32(*value) : std::nullopt;
+}
+
 bool Table::keyOf(const Index& index, int ordinal, const char* record, Key& key) const {
     if (index.layout.kind == IndexKind::RecordKey) {
         const std::optional<int64_t> value = recordKey(record);
@@ -276,13 +314,19 @@ int32_t Table::close(bool writeIndexes) {
         if (!m_file.stamp(stamp)) {
             code = IndexWriteFailed;
         } else {
-            for (Index& index : m_indexes)
-                if (!WriteIndexFile(index.path, index.layout, stamp, m_live, m_maxKey, index.hits))
+            for (Index& index : m_indexes) {
+                const bool written =
+                    index.layout.kind == IndexKind::Days
+                        ? WriteIndexFile(index.path, index.layout, stamp, m_live, m_maxKey, index.days)
+                        : WriteIndexFile(index.path, index.layout, stamp, m_live, m_maxKey, index.hits);
+                if (!written)
                     code = IndexWriteFailed;
+            }
         }
     }
     m_file.close(); // unlocks only now, after the index files
     m_current = 0;
+    m_dateAt.reset();
     return code;
 }
 
@@ -358,6 +402,17 @@ void Table::reindex(uint32_t number, const char* before) {
     Key old;
     Key now;
     for (Index& index : m_indexes) {
+        if (index.layout.kind == IndexKind::Days) {
+            const std::optional<int32_t> had = wasLive ? dayOf(index, before) : std::nullopt;
+            const std::optional<int32_t> has = isLive ? dayOf(index, after) : std::nullopt;
+            if (had == has)
+                continue;
+            if (had)
+                index.days.remove({*had, number});
+            if (has)
+                index.days.insert({*has, number});
+            continue;
+        }
         index.hits.setRecords(m_file.recordCount());
         for (int ordinal = 0; ordinal < index.layout.columnCount; ++ordinal) {
             const bool hadKey = wasLive && keyOf(index, ordinal, before, old);
@@ -450,6 +505,12 @@ int32_t Table::getBlock(char* block) const {
             std::memcpy(out, &value, sizeof value);
             break;
         }
+        case BlockForm::Int32: {
+            const std::optional<double> number = parseNumber(in, column.width);
+            const int32_t value = number ? whole32(*number).value_or(0) : 0;
+            std::memcpy(out, &value, sizeof value);
+            break;
+        }
         case BlockForm::Flag:
             out[0] = isTrue(in[0]) ? 'T' : 'N';
             break;
@@ -460,8 +521,8 @@ int32_t Table::getBlock(char* block) const {
     return Ok;
 }
 
-int32_t Table::putBlock(char* block) {
-    std::vector<char> record(m_buffer.size(), ' ');
+int32_t Table::recordFromBlock(const char* block, std::vector<char>& record) const {
+    record.assign(m_buffer.size(), ' ');
     record[0] = DbfFile::Live;
     for (size_t c = 0; c < m_schema->columns.size(); ++c) {
         const Column& column = m_schema->columns[c];
@@ -478,8 +539,15 @@ int32_t Table::putBlock(char* block) {
             double value = 0;
             std::memcpy(&value, in, sizeof value);
             if (int(c) == m_schema->keyColumn)
-                break; // below
+                break; // putBlock gives the key
             if (!formatNumber(value, column, out))
+                return BadValue;
+            break;
+        }
+        case BlockForm::Int32: {
+            int32_t value = 0;
+            std::memcpy(&value, in, sizeof value);
+            if (!formatNumber(double(value), column, out))
                 return BadValue;
             break;
         }
@@ -490,12 +558,40 @@ int32_t Table::putBlock(char* block) {
             break;
         }
     }
-    if (m_schema->keyColumn < 0) {
-        const int32_t code = append(record.data());
-        if (code == Ok)
-            position(m_file.recordCount());
-        return code;
-    }
+    return Ok;
+}
+
+int32_t Table::appendBlock(const char* block) {
+    std::vector<char> record;
+    int32_t code = recordFromBlock(block, record);
+    if (code == Ok)
+        code = append(record.data());
+    if (code == Ok)
+        position(m_file.recordCount());
+    return code;
+}
+
+int32_t Table::updateBlock(const char* block) {
+    if (m_current == 0)
+        return NoCurrentRecord;
+    if (m_file.isDeleted(m_current))
+        return RecordDeleted;
+    std::vector<char> record;
+    int32_t code = recordFromBlock(block, record);
+    if (code == Ok)
+        code = replace(m_current, record.data());
+    if (code == Ok)
+        position(m_current);
+    return code;
+}
+
+int32_t Table::putBlock(char* block) {
+    if (m_schema->keyColumn < 0)
+        return appendBlock(block);
+    std::vector<char> record;
+    const int32_t converted = recordFromBlock(block, record);
+    if (converted != Ok)
+        return converted;
 
     const Column& keyColumn = m_schema->columns[size_t(m_schema->keyColumn)];
     double value = 0;
@@ -640,6 +736,34 @@ int32_t Table::find(const QString& text, int column, int flags) {
     return NotFound;
 }
 
+int32_t Table::findDate(double from, double to) {
+    m_dateAt.reset();
+    return positionOnDay(std::nullopt, from, to);
+}
+
+int32_t Table::findNextDate(double from, double to) {
+    if (!m_dateAt)
+        return NotFound;
+    return positionOnDay(m_dateAt, from, to);
+}
+
+int32_t Table::positionOnDay(std::optional<DayIndex::Entry> after, double from, double to) {
+    for (const Index& index : m_indexes) {
+        if (index.layout.kind != IndexKind::Days)
+            continue;
+        // The pairs come from the index alone; only the record found is read.
+        const uint32_t count = m_file.recordCount();
+        const std::optional<DayIndex::Entry> found =
+            index.days.next(from, to, after, [&](uint32_t r) { return r <= count && !m_file.isDeleted(r); });
+        if (!found)
+            return NotFound;
+        m_dateAt = *found;
+        position(found->record);
+        return Ok;
+    }
+    return NotIndexed;
+}
+
 // ---- The record buffer
 
 int32_t Table::putField(int column, const QString& text) {
@@ -692,8 +816,8 @@ int32_t Table::Pack(const QString& path) {
     if (code != Ok)
         return code;
 
-    // The index files to write: the key index, and those of the kinds of table with these columns
-    // whose files are there.
+    // The index files to write: the key or date index, which every table of its kind has, and the number
+    // indexes of the kinds of table with these columns whose files are there.
     std::vector<IndexLayout> layouts;
     for (const Schema* schema : AllSchemas()) {
         if (!SameColumns(*schema, *old->m_schema))
@@ -702,7 +826,7 @@ int32_t Table::Pack(const QString& path) {
             const bool known = std::any_of(layouts.begin(), layouts.end(), [&](const IndexLayout& s) {
                 return std::strcmp(s.suffix, layout.suffix) == 0;
             });
-            if (!known && (layout.kind == IndexKind::RecordKey || QFile::exists(IndexPath(path, layout))))
+            if (!known && (layout.kind != IndexKind::Numbers || QFile::exists(IndexPath(path, layout))))
                 layouts.push_back(layout);
         }
     }

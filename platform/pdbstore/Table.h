@@ -36,6 +36,7 @@ public:
     // `writeIndexes` false the index files are left as they are.
     int32_t close(bool writeIndexes = true);
 
+    int32_t type() const { return m_schema->type; }
     uint32_t liveCount() const { return m_live; }
     int fieldCount() const { return int(m_schema->columns.size()); }
     uint32_t current() const { return m_current; }
@@ -48,10 +49,18 @@ public:
     int32_t deleteCurrent();
 
     int32_t getBlock(char* block) const;
+    // A block with a record key (a book's): the key decides between replace and append.
     int32_t putBlock(char* block);
+    // A block without key (the call log's): appended, or written over the current record.
+    int32_t appendBlock(const char* block);
+    int32_t updateBlock(const char* block);
     int32_t findKey(double key);
     int32_t findNumber(const QString& key);
     int32_t find(const QString& text, int column, int flags);
+    // The date index: the first record of the days from `from` up to before `to`, and the next one
+    // after the pair the last of these searches positioned on.
+    int32_t findDate(double from, double to);
+    int32_t findNextDate(double from, double to);
 
     int32_t putField(int column, const QString& text);
     int32_t putDouble(int column, double value);
@@ -61,7 +70,8 @@ private:
     struct Index {
         IndexLayout layout;
         QString path;
-        HitTable hits;
+        HitTable hits; // a key or number index
+        DayIndex days; // a date index
     };
     // A key of an index, ready for the hash table.
     struct Key {
@@ -85,6 +95,11 @@ private:
     // The key a record holds for column `ordinal` of an index; none when the field is empty.
     bool keyOf(const Index& index, int ordinal, const char* record, Key& key) const;
     void foldInto(const char* bytes, size_t size, Key& key) const;
+    // The day a record holds for a date index; none when its field holds no number of 32 bits.
+    std::optional<int32_t> dayOf(const Index& index, const char* record) const;
+    // A record of the table from a block; BadValue when a number does not fit its column.
+    int32_t recordFromBlock(const char* block, std::vector<char>& record) const;
+    int32_t positionOnDay(std::optional<DayIndex::Entry> after, double from, double to);
 
     void position(uint32_t number);
     // Removes the index files and dates the header, before the first write of a session: a process that
@@ -107,7 +122,8 @@ private:
     uint32_t m_current = 0;
     std::vector<char> m_buffer;
     uint32_t m_live = 0;
-    int64_t m_maxKey = 0; // the highest record key this table has held
+    int64_t m_maxKey = 0;                    // the highest record key this table has held
+    std::optional<DayIndex::Entry> m_dateAt; // where the last date search positioned
     bool m_indexesDirty = false;
     bool m_writing = false;
 };

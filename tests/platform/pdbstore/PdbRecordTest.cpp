@@ -219,14 +219,15 @@ TEST(PdbStoreCodes, OperationsOutsideInitAndOnUnknownHandles) {
     EXPECT_EQ(store.PDB_Close(1), pdb::BadHandle);
     EXPECT_EQ(store.PDB_GetNumRecords(1), 0);
     EXPECT_EQ(store.PDB_FieldCount(1), 0);
-    EXPECT_EQ(store.PDB_Create(path, 1, pdb::CallLog), pdb::BadType);
+    EXPECT_EQ(store.PDB_Create(path, 1, 0), pdb::BadType);
     EXPECT_EQ(store.PDB_Create(path, 1, 99), pdb::BadType);
     EXPECT_EQ(store.PDB_Open(handle, path, pdb::DiskBook), pdb::FileNotFound);
     EXPECT_EQ(store.PDB_PackDatabase(path), pdb::FileNotFound);
     ASSERT_EQ(store.PDB_Create(path, 1, pdb::TelephoneBook), pdb::Ok);
     EXPECT_EQ(store.PDB_Create(path, 1, pdb::TelephoneBook), pdb::FileExists);
     EXPECT_EQ(store.PDB_Create(dir.filePath(QStringLiteral("no/such/dir.dbf")), 0, 1), pdb::CannotCreate);
-    EXPECT_EQ(store.PDB_Open(handle, path, pdb::CallLog), pdb::BadType);
+    EXPECT_EQ(store.PDB_Open(handle, path, 5), pdb::BadType);
+    EXPECT_EQ(store.PDB_Open(handle, path, pdb::CallLog), pdb::WrongLayout);
     ASSERT_EQ(store.PDB_Open(handle, path, pdb::TelephoneBook), pdb::Ok);
     EXPECT_EQ(handle, 1) << "handles are small";
     int32_t second = 0;
@@ -235,6 +236,10 @@ TEST(PdbStoreCodes, OperationsOutsideInitAndOnUnknownHandles) {
     ASSERT_EQ(store.PDB_Open(second, other, pdb::DiskBook), pdb::Ok);
     EXPECT_EQ(second, 2);
     EXPECT_EQ(store.PDB_FindNumberPHB(handle, QStringLiteral("1")), pdb::NotIndexed);
+    // Each user of the store starts it and stops it; the last stop closes what is open.
+    ASSERT_EQ(store.PDB_Init(), pdb::Ok);
+    EXPECT_EQ(store.PDB_Exit(), pdb::Ok);
+    EXPECT_EQ(store.PDB_GetFirstRecord(handle), pdb::EndOfFile) << "still open";
     EXPECT_EQ(store.PDB_Exit(), pdb::Ok) << "closes both";
     ASSERT_EQ(store.PDB_Init(), pdb::Ok);
     EXPECT_EQ(store.PDB_Close(1), pdb::BadHandle);
