@@ -1,6 +1,5 @@
 #include "automation/ActionRules.h"
 
-#include "calllog/modEZGDB.h"
 #include "shell/Settings.h"
 
 int ActionTrigger(int16_t callState) {
@@ -20,8 +19,7 @@ int ActionTrigger(int16_t callState) {
     }
 }
 
-ActionRules::ActionRules(const Settings& settings, CallLogStore& callLog)
-    : m_settings(settings), m_callLog(callLog) {}
+ActionRules::ActionRules(const Settings& settings) : m_settings(settings) {}
 
 QString ActionRules::ActionRun(int16_t state, int /*testIndex*/, const QString& /*testNumber*/,
                                const QString& callNumber) {
@@ -30,7 +28,7 @@ QString ActionRules::ActionRun(int16_t state, int /*testIndex*/, const QString& 
         m_window->showNormalAndFocus();
     if (trigger == 0 && m_settings.MinimizeOnSilence == 1 && m_window)
         m_window->minimize();
-    if ((trigger == 2 || trigger == 4) && m_callLog.SEZGMarkNumberSeen(callNumber) && m_window)
-        m_window->reloadCallsList();
+    if ((trigger == 2 || trigger == 4) && markNumberSeen)
+        markNumberSeen(callNumber);
     return QString();
 }

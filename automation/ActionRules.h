@@ -3,10 +3,10 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 struct Settings;
-class CallLogStore;
 
 // What the action engine asks of the main window.
 class WindowReactions {
@@ -14,8 +14,6 @@ public:
     virtual ~WindowReactions() = default;
     virtual void showNormalAndFocus() = 0;
     virtual void minimize() = 0;
-    // The calls list was changed: reload it for the last days.
-    virtual void reloadCallsList() = 0;
 };
 
 // The trigger value of a call state: 0 idle, 1 outgoing waiting, 2 outgoing connected, 3 incoming
@@ -37,8 +35,11 @@ struct ActionRule {
 // the user's programmed rules follow once the rule table exists.
 class ActionRules {
 public:
-    ActionRules(const Settings& settings, CallLogStore& callLog);
+    explicit ActionRules(const Settings& settings);
     void setWindow(WindowReactions* window) { m_window = window; }
+    // Marks the calls of a number read in the main window's list of new calls (the call log's
+    // SEZGMarkNumberSeen), which is then shown anew.
+    std::function<void(const QString& number)> markNumberSeen;
 
     // Runs for `state`; `callNumber` is the number of the current call. Returns the result text of the
     // last rule run (empty while there are no rules).
@@ -49,6 +50,5 @@ public:
 
 private:
     const Settings& m_settings;
-    CallLogStore& m_callLog;
     WindowReactions* m_window = nullptr;
 };

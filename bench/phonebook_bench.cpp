@@ -275,7 +275,7 @@ BENCHMARK(BM_RebuildIndex_100k)->Unit(benchmark::kMillisecond)->Iterations(5);
 void BM_DisplayInList_10k(benchmark::State& state) {
     Office& office = Office::get();
     clsPhonebook& book = *office.program->Phonebooks.Item(2);
-    EintragList list;
+    ListItems list;
     for (auto _ : state) {
         book.DisplayInList(&list, true);
         if (list.Count() != EntriesPerBook)

@@ -14,17 +14,6 @@
 
 namespace {
 
-// Trimmed of blanks only: a note may end in a line break that belongs to it.
-QString trimBlanks(const QString& text) {
-    qsizetype begin = 0;
-    qsizetype end = text.size();
-    while (begin < end && text.at(begin) == QLatin1Char(' '))
-        ++begin;
-    while (end > begin && text.at(end - 1) == QLatin1Char(' '))
-        --end;
-    return text.mid(begin, end - begin);
-}
-
 // Text limits of the telephone kinds, in characters; -1 is no limit.
 struct PhoneLimits {
     int Name = -1;
@@ -74,21 +63,11 @@ QString layoutForFiveLines(QString text) {
 namespace EintragRecord {
 
 void PutText(RecordBlock& block, Field field, const QString& value) {
-    const QByteArray bytes = ToWindows1252(value);
-    char* out = block.data() + field.offset;
-    if (bytes.size() >= field.width) {
-        std::memcpy(out, bytes.constData(), std::size_t(field.width));
-        return;
-    }
-    std::memcpy(out, bytes.constData(), std::size_t(bytes.size()));
-    out[bytes.size()] = '\0';
-    std::fill(out + bytes.size() + 1, out + field.width, ' ');
+    PutBlockText(block.data() + field.offset, field.width, value);
 }
 
 QString GetText(const RecordBlock& block, Field field) {
-    const char* in = block.data() + field.offset;
-    const char* end = std::find(in, in + field.width, '\0');
-    return trimBlanks(FromWindows1252(in, end - in));
+    return GetBlockText(block.data() + field.offset, field.width);
 }
 
 void PutKey(RecordBlock& block, double key) {
@@ -100,57 +79,6 @@ double GetKey(const RecordBlock& block) {
 }
 
 } // namespace EintragRecord
-
-// ---- EintragList
-
-EintragList::EintragList(bool smallIcons, QObject* parent)
-    : QAbstractTableModel(parent), m_smallIcons(smallIcons) {}
-
-int EintragList::Append(Item item) {
-    const int row = Count();
-    beginInsertRows(QModelIndex(), row, row);
-    m_items.push_back(std::move(item));
-    endInsertRows();
-    return row;
-}
-
-bool EintragList::Replace(int row, Item item) {
-    if (row < 0 || row >= Count())
-        return false;
-    m_items[std::size_t(row)] = std::move(item);
-    Q_EMIT dataChanged(index(row, 0), index(row, SubItemCount));
-    return true;
-}
-
-void EintragList::Clear() {
-    beginResetModel();
-    m_items.clear();
-    m_selected = -1;
-    endResetModel();
-}
-
-int EintragList::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : Count();
-}
-
-int EintragList::columnCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : 1 + SubItemCount;
-}
-
-QVariant EintragList::data(const QModelIndex& index, int role) const {
-    if (!index.isValid() || index.row() >= Count())
-        return {};
-    const Item& item = At(index.row());
-    if (role == TagRole)
-        return item.Tag;
-    if (role == SmallIconRole)
-        return index.column() == 0 && !item.SmallIcon.isEmpty() ? QVariant(item.SmallIcon) : QVariant();
-    if (role != Qt::DisplayRole)
-        return {};
-    if (index.column() == 0)
-        return item.Text;
-    return item.SubItems.value(index.column() - 1);
-}
 
 // ---- clsEintrag
 
@@ -238,8 +166,8 @@ QStringList clsEintrag::SubItems(bool detail) const {
     return {m_number, m_adresse, m_plz, m_ort, m_description};
 }
 
-EintragList::Item clsEintrag::listItem(bool smallIcons, bool detail) const {
-    EintragList::Item item;
+ListItems::Item clsEintrag::listItem(bool smallIcons, bool detail) const {
+    ListItems::Item item;
     item.Text = m_name;
     item.Tag = RecordKey;
     if (smallIcons)
@@ -248,13 +176,13 @@ EintragList::Item clsEintrag::listItem(bool smallIcons, bool detail) const {
     return item;
 }
 
-void clsEintrag::AddEintrag(EintragList* list, bool detail) const {
+void clsEintrag::AddEintrag(ListItems* list, bool detail) const {
     if (list == nullptr)
         return;
     list->Append(listItem(list->HasSmallIcons(), detail));
 }
 
-bool clsEintrag::AktualizeEntry(EintragList* list, int row) const {
+bool clsEintrag::AktualizeEntry(ListItems* list, int row) const {
     if (list == nullptr || row < 0 || row >= list->Count())
         return false;
     // The row gets the entry's values in the detail layout; its small icon follows the greeting only

@@ -5,8 +5,8 @@
 // the characters that the telephone's serial dialect reserves.
 
 #include "phonebook/RecordSource.h"
+#include "shell/ListItems.h"
 
-#include <QAbstractTableModel>
 #include <QString>
 #include <QStringList>
 
@@ -44,45 +44,6 @@ void PutKey(RecordBlock& block, double key);
 double GetKey(const RecordBlock& block);
 } // namespace EintragRecord
 
-// The rows of a list that shows entries: the item text (the name), the tag (the record key), the small
-// icon ("NOS" without a greeting, "S" with one) when the list shows small icons, and up to seven
-// sub-items. Any item view can show it; column 0 is the text, columns 1 to 7 the sub-items.
-class EintragList : public QAbstractTableModel {
-public:
-    static constexpr int SubItemCount = 7;
-    enum Role { TagRole = Qt::UserRole, SmallIconRole };
-
-    struct Item {
-        QString Text;
-        double Tag = 0;
-        QString SmallIcon; // empty when the list has no small icons
-        QStringList SubItems;
-    };
-
-    explicit EintragList(bool smallIcons = true, QObject* parent = nullptr);
-
-    bool HasSmallIcons() const { return m_smallIcons; }
-    int Count() const { return int(m_items.size()); }
-    const Item& At(int row) const { return m_items.at(std::size_t(row)); }
-    // Appends an item; gives its row.
-    int Append(Item item);
-    // Replaces the item of an existing row; false if the row does not exist.
-    bool Replace(int row, Item item);
-    void Clear();
-    // The selected row, -1 for none; the list view that shows the model keeps it in step.
-    int Selected() const { return m_selected; }
-    void Select(int row) { m_selected = row; }
-
-    int rowCount(const QModelIndex& parent = QModelIndex()) const override;
-    int columnCount(const QModelIndex& parent = QModelIndex()) const override;
-    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
-
-private:
-    bool m_smallIcons;
-    int m_selected = -1;
-    std::vector<Item> m_items;
-};
-
 class clsEintrag {
 public:
     // `settings` gives the telephone kind (PhoneType) and the outside-line prefix; `soundFolder` is the
@@ -111,10 +72,10 @@ public:
 
     // Appends a row for the entry to `list`; nothing when the list is absent. `detail` chooses the wide
     // layout of the sub-items.
-    void AddEintrag(EintragList* list, bool detail) const;
+    void AddEintrag(ListItems* list, bool detail) const;
     // Rewrites the row (text, tag, sub-items in the detail layout) and refreshes its small icon if it
     // has one. False if the list or the row is absent.
-    bool AktualizeEntry(EintragList* list, int row) const;
+    bool AktualizeEntry(ListItems* list, int row) const;
     // The sub-items 1, 2, ... of the entry's row.
     QStringList SubItems(bool detail) const;
 
@@ -160,7 +121,7 @@ private:
     // Cuts to `limit` characters when InPhone and the limit exists, marks a change, stores cleaned.
     void setText(QString& member, const QString& value, int limit);
     void setPhoneNumber(QString& member, const QString& value);
-    EintragList::Item listItem(bool smallIcons, bool detail) const;
+    ListItems::Item listItem(bool smallIcons, bool detail) const;
 
     const Settings* m_settings;
     QString m_soundFolder;

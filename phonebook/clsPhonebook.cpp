@@ -377,7 +377,7 @@ bool clsPhonebook::XColAdd(const QStringList& items) {
     return written;
 }
 
-void clsPhonebook::DisplayInList(EintragList* list, bool detail) {
+void clsPhonebook::DisplayInList(ListItems* list, bool detail) {
     if (!list)
         return;
     const int remembered = list->Selected() < 0 ? 0 : list->Selected();
@@ -523,7 +523,7 @@ void clsPhonebook::ShowEditWindow(double key, int row) {
         m_services.showEditWindow(*this, key, row);
 }
 
-void clsPhonebook::ShowNewWindow(EintragList* list) {
+void clsPhonebook::ShowNewWindow(ListItems* list) {
     if (m_services.showNewWindow)
         m_services.showNewWindow(*this, list);
 }

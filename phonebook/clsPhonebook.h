@@ -43,7 +43,7 @@ struct PhonebookServices {
     bool lastRunFailed = false;
     // The entry window (a later window): opened on the entry with a key, or for a new entry.
     std::function<void(class clsPhonebook& book, double key, int row)> showEditWindow;
-    std::function<void(class clsPhonebook& book, EintragList* list)> showNewWindow;
+    std::function<void(class clsPhonebook& book, ListItems* list)> showNewWindow;
     // Counts the changes of all books (see clsPhonebook::Generation).
     uint64_t changes = 0;
 };
@@ -98,7 +98,7 @@ public:
     int32_t EintragRemoveAll();
     bool XColAdd(const QStringList& items);
 
-    void DisplayInList(EintragList* list, bool detail);
+    void DisplayInList(ListItems* list, bool detail);
     void Delete(const QList<double>& keys, bool noQuestion);
 
     // CopyToBook flags.
@@ -112,7 +112,7 @@ public:
     void MarkAllChanged(int16_t flag);
 
     void ShowEditWindow(double key, int row);
-    void ShowNewWindow(EintragList* list);
+    void ShowNewWindow(ListItems* list);
     bool IsNormalHardDiskBook() const;
 
     // Stamps every change of the book's table through this book (writes, removals, opening, closing) with

@@ -210,8 +210,8 @@ void colPhonebook::Phonebooks_create() {
     QDir().mkpath(m_services.dataFolder);
     logs.Log_Write(QStringLiteral("Phonebooks_create Begin"));
     try {
-        m_services.store.PDB_Init();
-        m_storeStarted = true;
+        if (!m_storeStarted)
+            m_storeStarted = m_services.store.PDB_Init() == pdb::Ok;
         PhonebookInEurit = std::make_unique<clsPhonebook>(m_services, nullptr);
         PhonebookInEurit->Name = QStringLiteral("InEurit");
         PhonebookInEurit->FileName = QStringLiteral("PhbInEurit.dbf");

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <iterator>
 
 namespace {
@@ -61,6 +62,27 @@ QString FromWindows1252(const char* bytes, qsizetype size) {
         text[i] = QChar(byte >= 0x80 && byte < 0xA0 ? kHigh[byte - 0x80] : static_cast<char16_t>(byte));
     }
     return text;
+}
+
+void PutBlockText(char* field, qsizetype width, const QString& value) {
+    const QByteArray bytes = ToWindows1252(value);
+    const qsizetype size = std::min(bytes.size(), width);
+    std::memcpy(field, bytes.constData(), size_t(size));
+    if (size < width) {
+        field[size] = '\0';
+        std::memset(field + size + 1, ' ', size_t(width - size - 1));
+    }
+}
+
+QString GetBlockText(const char* field, qsizetype width) {
+    const auto* zero = static_cast<const char*>(std::memchr(field, 0, size_t(width)));
+    qsizetype end = zero != nullptr ? zero - field : width;
+    qsizetype begin = 0;
+    while (begin < end && field[begin] == ' ')
+        ++begin;
+    while (end > begin && field[end - 1] == ' ')
+        --end;
+    return FromWindows1252(field + begin, end - begin);
 }
 
 unsigned char FoldCase1252(unsigned char byte) {

@@ -12,6 +12,12 @@ QString FromWindows1252(const char* bytes, qsizetype size);
 inline QString FromWindows1252(const QByteArray& bytes) {
     return FromWindows1252(bytes.constData(), bytes.size());
 }
+// A text field of a record block: the value, one zero byte and blanks up to the width; a value of the full
+// width or longer is cut at the width and has no zero byte.
+void PutBlockText(char* field, qsizetype width, const QString& value);
+// A text field cut at its first zero byte and trimmed of blanks on both sides (only blanks: a note may end
+// in a line break that belongs to it).
+QString GetBlockText(const char* field, qsizetype width);
 // The byte with its letter in upper case (ä to Ä, š to Š, ÿ to Ÿ); others as they are. The store's
 // comparisons without regard to case go through it.
 unsigned char FoldCase1252(unsigned char byte);

@@ -30,15 +30,9 @@ CallButtons ButtonsForState(int16_t callState) {
     }
 }
 
-QString FormatLongTime(qint64 seconds) {
-    if (seconds < 0)
-        seconds = 0;
-    return QTime(0, 0).addSecs(int(seconds % 86400)).toString(QStringLiteral("hh:mm:ss"));
-}
-
 Eurit30::Eurit30(const Clock& clock, const Settings& settings, const Language& language,
-                 const colConfig& configs, colPhonebook& phonebooks, CallLogStore& callLog,
-                 ActionRules& actions, LastNumbers& lastNumbers)
+                 const colConfig& configs, colPhonebook& phonebooks, modEZGDB& callLog, ActionRules& actions,
+                 LastNumbers& lastNumbers)
     : m_clock(clock), m_settings(settings), m_language(language), m_configs(configs),
       m_phonebooks(phonebooks), m_callLog(callLog), m_actions(actions), m_lastNumbers(lastNumbers) {
     CallStart = m_clock.now();
@@ -142,16 +136,8 @@ void Eurit30::Eurit_UpdateCallClock() {
 
 void Eurit30::Eurit_CallFinished() {
     if (m_settings.LogEnable != 0) {
-        CallLogEntry entry;
-        entry.Number = CallNumber;
-        entry.State = CallState;
-        entry.Duration = CallDuration;
-        entry.Direction = CallDirection;
-        entry.Charge = CallCharge;
-        entry.MSN = CallMSN;
-        entry.SoundFile = CallSoundFile;
-        entry.Start = CallStart;
-        m_callLog.SEZGED_SaveEZGEintrag(entry);
+        m_callLog.SEZGED_SaveEZGEintrag(
+            {CallNumber, CallState, CallDuration, CallDirection, CallCharge, CallMSN, CallSoundFile});
     }
     if (CallDirection == 1)
         Me_AnruflisteAktualisieren();

@@ -6,6 +6,7 @@
 // the calls list. One call at a time: a second call that begins overwrites the record.
 
 #include "platform/numbers/NumTrans.h"
+#include "shell/Log_Modul.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -19,7 +20,7 @@ struct Settings;
 class Language;
 class colConfig;
 class colPhonebook;
-class CallLogStore;
+class modEZGDB;
 class ActionRules;
 class LastNumbers;
 
@@ -68,14 +69,11 @@ struct StatusPanel {
     CallButtons buttons;
 };
 
-// A duration in whole seconds in the "Long Time" form, hh:mm:ss.
-QString FormatLongTime(qint64 seconds);
-
 class Eurit30 : public QObject {
     Q_OBJECT
 public:
     Eurit30(const Clock& clock, const Settings& settings, const Language& language, const colConfig& configs,
-            colPhonebook& phonebooks, CallLogStore& callLog, ActionRules& actions, LastNumbers& lastNumbers);
+            colPhonebook& phonebooks, modEZGDB& callLog, ActionRules& actions, LastNumbers& lastNumbers);
 
     // The shared call record. CallState is also read by the line library's thread (the alert decision),
     // so it is atomic; everything else belongs to the main thread.
@@ -122,7 +120,7 @@ private:
     const Language& m_language;
     const colConfig& m_configs;
     colPhonebook& m_phonebooks;
-    CallLogStore& m_callLog;
+    modEZGDB& m_callLog;
     ActionRules& m_actions;
     LastNumbers& m_lastNumbers;
     // The number library of the status panel: the canonical form and the place of a number.

@@ -5,9 +5,16 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTime>
 
 QString GeneralDate(const QDateTime& when) {
     return when.toString(QStringLiteral("dd.MM.yyyy hh:mm:ss"));
+}
+
+QString FormatLongTime(qint64 seconds) {
+    if (seconds < 0)
+        seconds = 0;
+    return QTime(0, 0).addSecs(int(seconds % 86400)).toString(QStringLiteral("hh:mm:ss"));
 }
 
 Logs::Logs(const Clock& clock, const Settings& settings, const QString& workDir)

@@ -10,6 +10,8 @@ struct Settings;
 
 // "General Date": how every log line of the program stamps its date and time.
 QString GeneralDate(const QDateTime& when);
+// A duration in whole seconds in the "Long Time" form, hh:mm:ss; a day or more wraps round.
+QString FormatLongTime(qint64 seconds);
 
 // The program's diagnostic text logs. Every line opens its file, appends and closes it, so that what
 // was written survives a crash; a file that cannot be written is skipped without a word. Lines may be

@@ -90,6 +90,7 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     m_program.Phonebooks.services().lastRunFailed = m_bLastRunFailed;
     m_program.Phonebooks.Phonebooks_create();
     m_program.Phonebooks.Vorwahlen.LoadCarriers();
+    m_program.callLog.SEZGDBOpen();
     if (!m_program.cti.CtiInit())
         return StartResult::LineFailed;
     m_host.setEventTimer(true);
@@ -112,6 +113,7 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
 
     step("Main Form_Load:Monitor Tray");
     step("Main Form_Load:Tabstrip_click");
+    m_program.callLog.ShowRecentNewCalls(m_program.lvListAnrufe);
     step("Main Form_Load:Language");
     m_host.applyLanguage();
     step("Main Form_Load:Show");
@@ -198,6 +200,7 @@ bool MainLifecycle::Form_QueryUnload() {
     m_program.Phonebooks.Phonebooks_destroy();
     step("Main Form_QueryUnload: Konfig_destroy");
     step("Main Form_QueryUnload: SEZGDB_Exit");
+    m_program.callLog.SEZGDBClose();
     step("Main Form_QueryUnload: Zeitsteuerung_Destroy");
     step("Main Form_QueryUnload: DeleteIcon");
     step("Main Form_QueryUnload: End .");

@@ -12,7 +12,12 @@ Program::Program(const Clock& clock_, std::unique_ptr<CtiLibrary> line_, const Q
                                    dataDir_, [this] { return sound.DefaultSoundPath; }, false, nullptr,
                                    nullptr, 0},
                  profiles, IniPath(dataDir_)),
-      actions(settings, callLog),
+      callLog(CallLogServices{store, clock_, settings, logs, language, dialogs, Phonebooks, Konfigurationen,
+                              profiles, IniPath(dataDir_), dataDir_,
+                              [this] {
+                                  return sound.DefaultSoundPath;
+                              }}),
+      actions(settings),
       settingsStore(profiles, registry, IniPath(dataDir_), settings, lastNumbers, actions, language),
       sound(dataDir_),
       call(clock_, settings, language, Konfigurationen, Phonebooks, callLog, actions, lastNumbers),
@@ -22,6 +27,12 @@ Program::Program(const Clock& clock_, std::unique_ptr<CtiLibrary> line_, const Q
     profiles.problemReport = [this](const QString& text) {
         logs.Log_Write(text);
     };
+    lvListAnrufe.setObjectName(QStringLiteral("lvListAnrufe"));
+    actions.markNumberSeen = [this](const QString& number) {
+        callLog.SEZGMarkNumberSeen(number, lvListAnrufe);
+    };
+    QObject::connect(&call, &Eurit30::callsListRefreshRequested, &call,
+                     [this] { callLog.ShowRecentNewCalls(lvListAnrufe); });
 }
 
 void Program::loadSettings() {

@@ -69,7 +69,9 @@ public:
     pdb::PdbStore store;
     colConfig Konfigurationen;
     colPhonebook Phonebooks;
-    CallLogStore callLog;
+    modEZGDB callLog;
+    // The main window's list of new calls (its tab "LOG"): rows of the call log, tagged by record number.
+    ListItems lvListAnrufe;
     LastNumbers lastNumbers;
     ActionRules actions;
     SettingsStore settingsStore;

@@ -391,10 +391,6 @@ void Main::minimize() {
     setWindowState(windowState() | Qt::WindowMinimized);
 }
 
-void Main::reloadCallsList() {
-    // The calls list arrives with the main window's lists; nothing shows the log yet.
-}
-
 void Main::closeEvent(QCloseEvent* event) {
     // SIGTERM, SIGINT and the window's close all come here: two passes, the second stops everything.
     if (m_lifecycle->Form_QueryUnload()) {

@@ -32,7 +32,6 @@ public:
     // WindowReactions
     void showNormalAndFocus() override;
     void minimize() override;
-    void reloadCallsList() override;
 
     // The texts of the panel and the buttons, from the call record's panel model.
     void Me_ShowPanel();

@@ -431,7 +431,7 @@ TEST_F(EintragTest, RowsOfADiskBook) {
                               {&clsEintrag::setOrt, "O"},
                               {&clsEintrag::setDescription, "D"}})
         (e.*set)(S(value));
-    EintragList list;
+    ListItems list;
     e.AddEintrag(&list, true);
     e.AddEintrag(&list, false);
     ASSERT_EQ(list.Count(), 2);
@@ -446,8 +446,8 @@ TEST_F(EintragTest, RowsOfADiskBook) {
     EXPECT_EQ(list.data(list.index(0, 0)).toString(), S("Meier"));
     EXPECT_EQ(list.data(list.index(0, 4)).toString(), S("A"));
     EXPECT_EQ(list.data(list.index(1, 6)).toString(), QString());
-    EXPECT_EQ(list.data(list.index(0, 0), EintragList::TagRole).toDouble(), 17.0);
-    EXPECT_EQ(list.data(list.index(0, 0), EintragList::SmallIconRole).toString(), S("NOS"));
+    EXPECT_EQ(list.data(list.index(0, 0), ListItems::TagRole).toDouble(), 17.0);
+    EXPECT_EQ(list.data(list.index(0, 0), ListItems::SmallIconRole).toString(), S("NOS"));
 }
 
 TEST_F(EintragTest, RowsOfATelephonesBook) {
@@ -471,14 +471,14 @@ TEST_F(EintragTest, IconsOnlyInAListWithSmallIcons) {
     clsEintrag e = entry(0);
     e.setName(S("Meier"));
     e.setAnsage(S("gruss.wav"));
-    EintragList icons;
-    EintragList plain(false);
+    ListItems icons;
+    ListItems plain(false);
     e.AddEintrag(&icons, false);
     e.AddEintrag(&plain, false);
     e.AddEintrag(nullptr, false);
     EXPECT_EQ(icons.At(0).SmallIcon, S("S"));
     EXPECT_EQ(plain.At(0).SmallIcon, QString());
-    EXPECT_FALSE(plain.data(plain.index(0, 0), EintragList::SmallIconRole).isValid());
+    EXPECT_FALSE(plain.data(plain.index(0, 0), ListItems::SmallIconRole).isValid());
 }
 
 TEST_F(EintragTest, AktualizeEntryRewritesARowWithTheDetailLayout) {
@@ -486,7 +486,7 @@ TEST_F(EintragTest, AktualizeEntryRewritesARowWithTheDetailLayout) {
     e.setName(S("Meier"));
     e.setNumber(S("1"));
     e.setAdresse(S("A"));
-    EintragList list;
+    ListItems list;
     e.AddEintrag(&list, false);
     e.setName(S("Meyer"));
     e.setNumber2(S("2"));
@@ -499,7 +499,7 @@ TEST_F(EintragTest, AktualizeEntryRewritesARowWithTheDetailLayout) {
     EXPECT_FALSE(e.AktualizeEntry(&list, 1));
     EXPECT_FALSE(e.AktualizeEntry(nullptr, 0));
 
-    EintragList plain(false);
+    ListItems plain(false);
     e.AddEintrag(&plain, true);
     ASSERT_TRUE(e.AktualizeEntry(&plain, 0));
     EXPECT_EQ(plain.At(0).SmallIcon, QString()) << "a row without an icon gets none";

@@ -378,7 +378,7 @@ TEST(PhonebookEdit, DeleteAsksPrefixChangesAndMarkAllChanged) {
     EXPECT_EQ(disk.Changed, 1);
 
     disk.Delete({1, 3}, true);
-    EintragList list;
+    ListItems list;
     list.Select(5);
     disk.DisplayInList(&list, true);
     ASSERT_EQ(list.Count(), 1);

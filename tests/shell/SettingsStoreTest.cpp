@@ -20,8 +20,7 @@ struct Store {
     RegistryFile registry{profiles, dir.filePath(QStringLiteral("Registry.ini"))};
     Settings settings;
     LastNumbers lastNumbers;
-    CallLogStore callLog;
-    ActionRules actions{settings, callLog};
+    ActionRules actions{settings};
     Language language;
     SettingsStore store{profiles, registry, dir.filePath(QStringLiteral("Morva.ini")), settings, lastNumbers,
                         actions,  language};

@@ -9,6 +9,7 @@ TestProgram::TestProgram(bool startLine) {
     auto standIn = std::make_unique<StandInLine>();
     line = standIn.get();
     program = std::make_unique<Program>(clock, std::move(standIn), dir.path());
+    program->callLog.SEZGDBOpen();
     if (startLine) {
         EXPECT_TRUE(program->startLine()) << program->fatalMessage().toStdString();
     }
@@ -44,4 +45,15 @@ QStringList TestProgram::logLines(const QString& fileName) const {
     while (!in.atEnd())
         lines << in.readLine();
     return lines;
+}
+
+std::vector<EZGRecord> CallLogRecords(Program& program) {
+    std::vector<EZGRecord> records;
+    pdb::PdbStore& store = program.store;
+    const int32_t log = program.callLog.hLog;
+    EZGRecord::Block block{};
+    for (int32_t code = store.PDB_GetFirstRecord(log); code == pdb::Ok; code = store.PDB_GetNextRecord(log))
+        if (store.PDB_GetRecordEZG(log, block.data()) == pdb::Ok)
+            records.push_back(EZGRecord::FromBlock(block));
+    return records;
 }

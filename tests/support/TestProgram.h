@@ -9,11 +9,15 @@
 
 #include <memory>
 #include <ostream>
+#include <vector>
 
 // Test failures show Qt strings as text.
 inline void PrintTo(const QString& text, std::ostream* os) {
     *os << '"' << text.toStdString() << '"';
 }
+
+// The records of a program's call log, in file order (deleted ones left out).
+std::vector<EZGRecord> CallLogRecords(Program& program);
 
 // A fresh program on a stand-in line, with a manual clock and its own data folder.
 struct TestProgram {

@@ -47,13 +47,14 @@ TEST(IncomingCall, RingsIsAnsweredTalksAndEnds) {
     t.settle();
     EXPECT_EQ(call.CallState, StateIdle);
     EXPECT_EQ(t.line->config().Listen, 1);
-    ASSERT_EQ(t.program->callLog.entries().size(), 1u);
-    const CallLogEntry& entry = t.program->callLog.entries()[0];
-    EXPECT_EQ(entry.Number, QStringLiteral("0891234567"));
-    EXPECT_EQ(entry.State, StateIncomingConnected) << "the entry reads the record before it is cleared";
-    EXPECT_EQ(entry.Direction, 1);
-    EXPECT_EQ(entry.Duration, QStringLiteral("00:01:15"));
-    EXPECT_EQ(entry.MSN, QStringLiteral("5551"));
+    const std::vector<EZGRecord> log = CallLogRecords(*t.program);
+    ASSERT_EQ(log.size(), 1u);
+    EXPECT_EQ(log[0].PartnerRufnummer, QStringLiteral("0891234567"));
+    EXPECT_EQ(log[0].Verbindungsstatus, StateIncomingConnected)
+        << "the entry reads the record before it is cleared";
+    EXPECT_EQ(log[0].Richtung, 1);
+    EXPECT_EQ(log[0].Gesprächsdauer, 75);
+    EXPECT_EQ(log[0].MSN, QStringLiteral("5551"));
     EXPECT_EQ(call.IdleStatusText, QStringLiteral("Normal call clearing"));
     EXPECT_EQ(call.panel().lblStatus, call.IdleStatusText);
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("SndOutStop")));
@@ -91,12 +92,12 @@ TEST(AlertDecision, ASecondCallDuringACallIsIgnoredAndChangesNothing) {
     t.line->farEndHangsUp(0x3490, second);
     t.settle();
     EXPECT_EQ(t.call().CallState, StateIncomingConnected);
-    EXPECT_TRUE(t.program->callLog.entries().empty());
+    EXPECT_TRUE(CallLogRecords(*t.program).empty());
 
     t.line->farEndHangsUp(0x3490, first);
     t.settle();
     EXPECT_EQ(t.call().CallState, StateIdle);
-    EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+    EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
 }
 
 TEST(AlertDecision, ACallToNoOwnNumberIsIgnoredAndLeavesNoLogEntry) {
@@ -111,7 +112,7 @@ TEST(AlertDecision, ACallToNoOwnNumberIsIgnoredAndLeavesNoLogEntry) {
     t.line->farEndHangsUp();
     t.settle();
     EXPECT_EQ(t.call().CallState, StateIdle);
-    EXPECT_TRUE(t.program->callLog.entries().empty());
+    EXPECT_TRUE(CallLogRecords(*t.program).empty());
 }
 
 TEST(AlertDecision, TheRingFileIsThatOfTheMatchingMSN) {
@@ -151,9 +152,9 @@ TEST(OutgoingCall, DialsWaitsConnectsAndIsHungUp) {
     t.program->commands.Eurit_Hangup();
     t.settle();
     EXPECT_EQ(call.CallState, StateIdle);
-    ASSERT_EQ(t.program->callLog.entries().size(), 1u);
-    EXPECT_EQ(t.program->callLog.entries()[0].Duration, QStringLiteral("00:00:10"));
-    EXPECT_EQ(t.program->callLog.entries()[0].Direction, 2);
+    ASSERT_EQ(CallLogRecords(*t.program).size(), 1u);
+    EXPECT_EQ(CallLogRecords(*t.program)[0].Gesprächsdauer, 10);
+    EXPECT_EQ(CallLogRecords(*t.program)[0].Richtung, 2);
 }
 
 TEST(OutgoingCall, ABusyCalleeHearsTheBusyToneAfterTheLogEntryAndBeforeIdle) {
@@ -163,7 +164,7 @@ TEST(OutgoingCall, ABusyCalleeHearsTheBusyToneAfterTheLogEntryAndBeforeIdle) {
     bool checked = false;
     t.program->sound.observer = [&](const QString& op, const QString& file) {
         if (op == QLatin1String("play") && file.endsWith(QLatin1String("besetzt.wav"))) {
-            EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+            EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
             EXPECT_EQ(t.call().CallState, StateOutgoingWaiting);
             checked = true;
         }
@@ -200,17 +201,17 @@ TEST(AnsweringMachine, ItsCallIsState135AndATakeOverWritesTwoLogEntries) {
     EXPECT_EQ(t.line->config().AnswerMode, 0);
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("SndInFileStop")));
     EXPECT_TRUE(t.line->requests().endsWith(QStringLiteral("SndOutStart")));
-    ASSERT_EQ(t.program->callLog.entries().size(), 1u);
-    EXPECT_EQ(t.program->callLog.entries()[0].Duration, QStringLiteral("00:00:20"));
-    EXPECT_EQ(t.program->callLog.entries()[0].SoundFile, QStringLiteral("Msg20260105.wav"));
+    ASSERT_EQ(CallLogRecords(*t.program).size(), 1u);
+    EXPECT_EQ(CallLogRecords(*t.program)[0].Gesprächsdauer, 20);
+    EXPECT_EQ(CallLogRecords(*t.program)[0].Tondatei, QStringLiteral("Msg20260105.wav"));
     EXPECT_EQ(t.call().panel().lblStatus, QStringLiteral("Connected (incoming)"));
 
     t.clock.advance(30s);
     t.line->farEndHangsUp();
     t.settle();
-    ASSERT_EQ(t.program->callLog.entries().size(), 2u);
-    EXPECT_EQ(t.program->callLog.entries()[1].Duration, QStringLiteral("00:00:30"));
-    EXPECT_TRUE(t.program->callLog.entries()[1].SoundFile.isEmpty());
+    ASSERT_EQ(CallLogRecords(*t.program).size(), 2u);
+    EXPECT_EQ(CallLogRecords(*t.program)[1].Gesprächsdauer, 30);
+    EXPECT_TRUE(CallLogRecords(*t.program)[1].Tondatei.isEmpty());
 }
 
 TEST(ListeningIn, SwitchesTheLineToTheSoundCardOnlyWhileTheMachineHasTheCall) {

@@ -216,7 +216,7 @@ TEST(CtiEventEntry, AFullRingDropsNewEventsLogsThemAndKeepsRoomForTheCallsEnd) {
 
     t.settle();
     EXPECT_EQ(t.call().CallState, StateIdle);
-    EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+    EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
 }
 
 TEST(CtiExit, TakesWhatIsLeftSoTheLastCallIsStillLogged) {
@@ -229,7 +229,7 @@ TEST(CtiExit, TakesWhatIsLeftSoTheLastCallIsStillLogged) {
     t.line->waitIdle();
     ASSERT_EQ(t.program->cti.pendingEvents(), 1) << "the event timer is off: the end still waits in the ring";
     t.program->stopLine();
-    EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+    EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
     EXPECT_EQ(t.call().CallState, StateIdle);
     EXPECT_EQ(t.program->cti.channel(), nullptr);
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("Exit")));

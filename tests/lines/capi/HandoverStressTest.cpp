@@ -109,7 +109,7 @@ TEST(Handover, CallsRungFromTheLineThreadWhileThePumpRuns) {
     EXPECT_GT(alerted, 0);
     // The flood overruns the ring: offers and the ends of ignored calls are dropped, but an alerted
     // call always finds room for its end.
-    EXPECT_EQ(t.program->callLog.entries().size(), std::size_t(alerted));
+    EXPECT_EQ(CallLogRecords(*t.program).size(), std::size_t(alerted));
 }
 
 } // namespace

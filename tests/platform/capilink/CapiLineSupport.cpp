@@ -138,6 +138,7 @@ CapiProgram::CapiProgram(std::shared_ptr<voice::AudioDevice> audio) : exchange(S
     auto link = std::make_unique<CapiLink>(ExchangeServer(), std::move(audio));
     line = link.get();
     program = std::make_unique<Program>(clock, std::move(link), dir.path());
+    program->callLog.SEZGDBOpen();
     program->Konfigurationen.Item(1).setStrMSN(1, QStringLiteral("5551"));
     EXPECT_TRUE(program->startLine())
         << program->fatalMessage().toStdString() << " " << line->lastError().toStdString();

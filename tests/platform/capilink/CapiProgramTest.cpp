@@ -52,8 +52,8 @@ TEST(CapiProgramIncoming, RingsIsAnsweredTalksBothWaysAndIsEndedByTheFarEndWithI
     t.exchange->hangUp(call, 0x3490);
     ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
     EXPECT_EQ(t.call().IdleStatusText, QStringLiteral("Normal call clearing"));
-    ASSERT_EQ(t.program->callLog.entries().size(), 1u);
-    EXPECT_EQ(t.program->callLog.entries()[0].Number, QStringLiteral("0891234567"));
+    ASSERT_EQ(CallLogRecords(*t.program).size(), 1u);
+    EXPECT_EQ(CallLogRecords(*t.program)[0].PartnerRufnummer, QStringLiteral("0891234567"));
     EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
     // The far end heard the microphone, the loudspeaker the far end (the speaker file is whole once the
     // end of the call stopped it).
@@ -71,7 +71,7 @@ TEST(CapiProgramIncoming, AnAnsweredCallIsEndedByTheProgram) {
     ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
     EXPECT_TRUE(t.exchange->waitFor(
         [call](const CapiExchange& x) { return exchangeState(x, call, ExchangeCall::Ended); }, 3000));
-    EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+    EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
     EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
 }
 
@@ -97,7 +97,7 @@ TEST(CapiProgramIgnored, ACallToNoOwnNumberAndASecondCallAreLeftAlone) {
     t.exchange->hangUp(second, 0x3490);
     t.exchange->hangUp(first, 0x3490);
     ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
-    EXPECT_EQ(t.program->callLog.entries().size(), 1u) << "only the call that rang is logged";
+    EXPECT_EQ(CallLogRecords(*t.program).size(), 1u) << "only the call that rang is logged";
 }
 
 TEST(CapiProgramOutgoing, AnsweredBusyAndUnallocatedCalls) {
@@ -127,7 +127,7 @@ TEST(CapiProgramOutgoing, AnsweredBusyAndUnallocatedCalls) {
     ASSERT_TRUE(t.pumpUntil(
         [&] { return t.call().IdleStatusText == QStringLiteral("Unallocated (unassigned) number"); }));
     EXPECT_EQ(t.exchange->call(t.exchange->lastCallId())->calling, "") << "\"*\" is no number to send";
-    EXPECT_EQ(t.program->callLog.entries().size(), 3u);
+    EXPECT_EQ(CallLogRecords(*t.program).size(), 3u);
     EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
 }
 
@@ -140,7 +140,7 @@ TEST(CapiProgramServer, ALostServerEndsTheCallInTheLogAndRingingWorksAgain) {
 
     t.exchange->dropLink();
     ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
-    EXPECT_EQ(t.program->callLog.entries().size(), 1u);
+    EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
     EXPECT_TRUE(fileText(t.dir.filePath(QStringLiteral("error.log"))).contains(QStringLiteral("lost")));
 
     ASSERT_TRUE(t.exchange->waitFor(
