@@ -84,6 +84,22 @@ QString currencyText(double amount) {
     return QLocale().toCurrencyString(amount);
 }
 
+// The day and the time of day of a date number, to the millisecond.
+std::pair<QDate, QTime> dayAndTime(double number) {
+    const double day = std::floor(number);
+    const auto msecs = std::llround((number - day) * kSecondsPerDay * 1000); // 86400000 at most
+    return {kDayZero.addDays(qint64(day) + msecs / 86400000),
+            QTime::fromMSecsSinceStartOfDay(int(msecs % 86400000))};
+}
+
+// A date number in the "General Date" form of the logs, without a trip through the local time zone
+// (which asks the system for its zone on every call).
+QString generalDateText(double number) {
+    const auto [date, time] = dayAndTime(number);
+    return date.toString(QStringLiteral("dd.MM.yyyy")) + QLatin1Char(' ') +
+           time.toString(QStringLiteral("hh:mm:ss"));
+}
+
 // ---- Varnoth_nw.dat
 
 int16_t int16At(const char* record, int offset) {
@@ -102,9 +118,8 @@ double DateNumber(const QDateTime& when) {
 }
 
 QDateTime DateFromNumber(double number) {
-    const double day = std::floor(number);
-    const auto msecs = qint64(std::llround((number - day) * kSecondsPerDay * 1000));
-    return QDateTime(kDayZero.addDays(qint64(day)), QTime(0, 0)).addMSecs(msecs);
+    const auto [date, time] = dayAndTime(number);
+    return QDateTime(date, time);
 }
 
 // ---- EZGRecord
@@ -350,12 +365,12 @@ int32_t modEZGDB::SEZGDBSave_EZG_Eintrag(double date, EZGRecord& record) {
         return -1;
     record.Gesprächsbeginn = date;
     record.Tagesnummer = int32_t(std::floor(date));
-    record.Uhrzeit = FormatLongTime(DateFromNumber(date).time().msecsSinceStartOfDay() / 1000);
+    record.Uhrzeit = dayAndTime(date).second.toString(QStringLiteral("hh:mm:ss"));
     const EZGRecord::Block block = record.ToBlock();
     const int32_t code = m_s.store.PDB_PutRecordEZG(hLog, block.data());
     if (code != pdb::Ok)
         m_s.logs.ErrorLog(QStringLiteral("SEZGDBSave_EZG_Eintrag: the call of %1 was not logged (%2)")
-                              .arg(GeneralDate(DateFromNumber(date)))
+                              .arg(generalDateText(date))
                               .arg(code));
     return code;
 }
@@ -416,7 +431,7 @@ void modEZGDB::SEZGDisplayInList(QDate from, QDate to, int flags, EZGFilter& fil
             return;
         const QString icon = QString::fromLatin1(r.Tondatei.isEmpty() ? "NS" : "S") +
                              QString::fromLatin1(incoming ? "IN" : "OUT");
-        list.Append({GeneralDate(DateFromNumber(r.Gesprächsbeginn)),
+        list.Append({generalDateText(r.Gesprächsbeginn),
                      double(recordNumber),
                      icon,
                      {own, r.Provider, partner, FormatLongTime(std::llround(r.Gesprächsdauer)),
@@ -441,7 +456,7 @@ void modEZGDB::SEZGShowNewCalls(QDate from, QDate to, ListItems& list) {
         const QString name = m_s.phonebooks.NumberToName(number, detail);
         const QString icon = QStringLiteral("S") + QLatin1Char(r.Tondatei.isEmpty() ? '0' : '1') +
                              QLatin1Char(r.Neu == 0 ? '1' : '0');
-        list.Append({GeneralDate(DateFromNumber(r.Gesprächsbeginn)),
+        list.Append({generalDateText(r.Gesprächsbeginn),
                      double(recordNumber),
                      icon,
                      {number, name, m_s.configs.trlMSNName(r.MSN, false)}});
