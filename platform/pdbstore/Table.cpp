@@ -54,8 +54,8 @@ std::optional<double> parseNumber(const char* bytes, size_t size) {
         --end;
     if (begin == end)
         return std::nullopt;
-    if (*begin == '+')
-        ++begin;
+    if (*begin == '+' && ++begin == end)
+        return std::nullopt; // a sign alone
     // Whole numbers, the usual content, without the general parser.
     if (end - begin <= 15) {
         const bool negative = *begin == '-';
