@@ -508,10 +508,8 @@ void modEZGDB::SEZGDeleteSound(int32_t recordNumber) {
     const QString file = PathComplete(record->Tondatei, m_s.soundFolder());
     if (QFile::exists(file) && !QFile::remove(file))
         m_s.logs.ErrorLog(QStringLiteral("SEZGDeleteSound: cannot delete ") + file);
-    EZGRecord::Block block{};
-    m_s.store.PDB_GetRecordEZG(hLog, block.data());
-    putText(block, EZGBlock::Tondatei, QString());
-    m_s.store.PDB_UpdateRecordEZG(hLog, block.data());
+    record->Tondatei.clear();
+    m_s.store.PDB_UpdateRecordEZG(hLog, record->ToBlock().data()); // the record read is the current one
 }
 
 bool modEZGDB::SEZGGetNumberAndMSN(int32_t recordNumber, QString& number, QString& msn) {
