@@ -17,16 +17,16 @@ Canonic canonic(const NumTrans& numTrans, const char* number, const char* countr
 }
 } // namespace
 
-TEST(CanonicText, SignCountryAreaSubscriber) {
+TEST(CanonicText, SignCountryAreaSubscriberAlikeFromEveryLibrary) {
     const NumTrans numTrans;
-    EXPECT_EQ(canonic(numTrans, "0891234567").canonic, QStringLiteral("+49 89 1234567"));
     EXPECT_EQ(canonic(numTrans, "+49 89 1234567").canonic, QStringLiteral("+49 89 1234567"));
-    EXPECT_EQ(canonic(numTrans, "0049891234567").canonic, QStringLiteral("+49 89 1234567"));
-    EXPECT_EQ(canonic(numTrans, "018012345").canonic, QStringLiteral("+49 180 12345"))
-        << "three fields, whatever groups the number is written in";
     EXPECT_EQ(canonic(numTrans, "0043 664 1234567").canonic, QStringLiteral("+43 664 1234567"));
-    EXPECT_EQ(canonic(numTrans, "004520123456").canonic, QStringLiteral("+45  20123456"))
-        << "a country without area codes leaves the area empty";
+    EXPECT_EQ(canonic(numTrans, "004520123456").canonic, QStringLiteral("+45  20123456")) << "no area codes";
+    const Canonic a = canonic(numTrans, "0622112345");
+    const Canonic b = canonic(NumTrans(), "0622112345");
+    EXPECT_EQ(a.result, NumTrans::Ok);
+    EXPECT_EQ(a.text2, QStringLiteral("Heidelberg"));
+    EXPECT_EQ(std::tie(a.canonic, a.text1, a.text2), std::tie(b.canonic, b.text1, b.text2));
 }
 
 TEST(CanonicText, FailuresLeaveEverythingEmpty) {
@@ -49,15 +49,4 @@ TEST(CanonicText, FailuresLeaveEverythingEmpty) {
         EXPECT_EQ(c.result, row.result) << row.number << " in " << row.country;
         EXPECT_TRUE(c.canonic.isEmpty() && c.text1.isEmpty() && c.text2.isEmpty()) << row.number;
     }
-}
-
-TEST(CanonicText, TwoLibrariesAnswerAlike) {
-    const NumTrans first;
-    const NumTrans second;
-    const Canonic a = canonic(first, "0622112345");
-    const Canonic b = canonic(second, "0622112345");
-    EXPECT_EQ(a.result, NumTrans::Ok);
-    EXPECT_EQ(a.canonic, b.canonic);
-    EXPECT_EQ(a.text2, QStringLiteral("Heidelberg"));
-    EXPECT_EQ(a.text2, b.text2);
 }

@@ -8,13 +8,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
+QString S(const char* text) {
+    return QString::fromUtf8(text);
+}
+
 struct RecordingWindow : WindowReactions {
     int shown = 0, minimized = 0;
     void showNormalAndFocus() override { ++shown; }
     void minimize() override { ++minimized; }
 };
 
-TEST(CallButtons, FollowTheStateTable) {
+TEST(CallButtons, FollowTheStateTableAndIdleShowsTheLastReason) {
     struct Row {
         int16_t state;
         CallButtons buttons;
@@ -37,68 +41,50 @@ TEST(CallButtons, FollowTheStateTable) {
         EXPECT_EQ(t.call().panel().buttons, row.buttons) << "state " << row.state;
         EXPECT_EQ(t.call().panel().lblStatus, QString::fromUtf8(row.status)) << "state " << row.state;
     }
-}
-
-TEST(ShowCallState, IdleShowsTheLastReasonWhichSurvivesAReset) {
-    TestProgram t(false);
-    t.call().IdleStatusText = QStringLiteral("User busy");
+    t.call().IdleStatusText = S("User busy");
     t.call().Eurit_ResetCall();
     t.call().Eurit_ShowCallState(MaskAll);
-    EXPECT_EQ(t.call().panel().lblStatus, QStringLiteral("User busy"));
+    EXPECT_EQ(t.call().panel().lblStatus, S("User busy")) << "the reason survives a reset";
 }
 
-TEST(ShowCallFields, EachMaskBitTouchesOnlyItsFields) {
+TEST(ShowCallFields, EachMaskBitTouchesOnlyItsFieldsAndIdleKeepsTheTypedNumber) {
     TestProgram t(false);
     Eurit30& call = t.call();
     call.CallState = StateIncomingConnected;
-    call.CallNumber = QStringLiteral("0891234567");
-    call.CallMSN = QStringLiteral("5551");
-    call.CallDuration = QStringLiteral("00:00:09");
-    call.CallCharge = QStringLiteral("0,12");
+    call.CallNumber = S("0891234567");
+    call.CallMSN = S("5551");
+    call.CallDuration = S("00:00:09");
+    call.CallCharge = S("0,12");
 
     call.Eurit_ShowCallFields(MaskDuration);
-    EXPECT_EQ(call.panel().lblDauer, QStringLiteral("00:00:09"));
+    EXPECT_EQ(call.panel().lblDauer, S("00:00:09"));
     EXPECT_TRUE(call.panel().lblName.isEmpty());
     EXPECT_TRUE(call.panel().lblGebühren.isEmpty());
 
     call.Eurit_ShowCallFields(MaskCharge);
-    EXPECT_EQ(call.panel().lblGebühren, QStringLiteral("0,12"));
+    EXPECT_EQ(call.panel().lblGebühren, S("0,12"));
     EXPECT_TRUE(call.panel().lblMSN.isEmpty());
 
     call.Eurit_ShowCallFields(MaskMSN);
-    EXPECT_EQ(call.panel().lblMSN, QStringLiteral("5551"));
+    EXPECT_EQ(call.panel().lblMSN, S("5551"));
     EXPECT_TRUE(call.panel().txtNumber.isEmpty());
 
     call.Eurit_ShowCallFields(MaskNumber);
-    EXPECT_EQ(call.panel().lblName, QStringLiteral("0891234567"));
-    EXPECT_EQ(call.panel().txtNumber, QStringLiteral("0891234567"));
-    EXPECT_EQ(call.panel().DDENummer, QStringLiteral("0891234567"));
-    EXPECT_EQ(call.ShownNumber, QStringLiteral("0891234567"));
-    EXPECT_EQ(t.program->lastNumbers.numbers(), QStringList{QStringLiteral("0891234567")});
-}
+    EXPECT_EQ(call.panel().lblName, S("0891234567"));
+    EXPECT_EQ(call.panel().txtNumber, S("0891234567"));
+    EXPECT_EQ(call.panel().DDENummer, S("0891234567"));
+    EXPECT_EQ(call.ShownNumber, S("0891234567"));
+    EXPECT_EQ(t.program->lastNumbers.numbers(), QStringList{S("0891234567")});
 
-TEST(ShowCallFields, InIdleTheNumberBitKeepsWhatTheUserTyped) {
-    TestProgram t(false);
-    Eurit30& call = t.call();
-    call.setTxtNumber(QStringLiteral("0301"));
-    call.CallNumber = QStringLiteral("12345");
-    t.program->settings.Vorwahl = QStringLiteral("089");
+    // In idle the number bit keeps what the user typed; name and place are rewritten all the same.
+    call.CallState = StateIdle;
+    call.setTxtNumber(S("0301"));
+    call.CallNumber = S("12345");
+    t.program->settings.Vorwahl = S("089");
     call.Eurit_ShowCallFields(MaskAll);
-    EXPECT_EQ(call.panel().txtNumber, QStringLiteral("0301"));
-    EXPECT_EQ(call.panel().lblName, QStringLiteral("08912345"))
-        << "name and place are rewritten even in idle";
-    EXPECT_EQ(call.ShownNumber, QStringLiteral("08912345"));
-}
-
-TEST(ShowCallState, ARingingNumberStaysOneEntryOnTopOfTheLastUsed) {
-    TestProgram t(false);
-    t.program->lastNumbers.RememberNumber(QStringLiteral("0301"));
-    t.call().CallState = StateIncomingRinging;
-    t.call().CallNumber = QStringLiteral("0891234567");
-    t.call().Eurit_ShowCallState(MaskAll);
-    t.call().Eurit_ShowCallState(MaskAll);
-    EXPECT_EQ(t.program->lastNumbers.numbers(),
-              (QStringList{QStringLiteral("0891234567"), QStringLiteral("0301")}));
+    EXPECT_EQ(call.panel().txtNumber, S("0301"));
+    EXPECT_EQ(call.panel().lblName, S("08912345"));
+    EXPECT_EQ(call.ShownNumber, S("08912345"));
 }
 
 TEST(CallClock, CountsOnlyWhileConnectedAndFromTheLastSecondBefore) {
@@ -107,37 +93,33 @@ TEST(CallClock, CountsOnlyWhileConnectedAndFromTheLastSecondBefore) {
     call.CallState = StateIncomingRinging;
     t.clock.advance(5s);
     call.Eurit_UpdateCallClock();
-    EXPECT_EQ(call.CallDuration, QStringLiteral("00:00:00"));
+    EXPECT_EQ(call.CallDuration, S("00:00:00"));
     EXPECT_EQ(call.CallStart, t.clock.now()) << "ringing moves the start along";
 
     call.CallState = StateIncomingConnected;
     t.clock.advance(3723s);
     call.Eurit_UpdateCallClock();
-    EXPECT_EQ(call.CallDuration, QStringLiteral("01:02:03"));
-    EXPECT_EQ(call.panel().lblDauer, QStringLiteral("01:02:03"));
+    EXPECT_EQ(call.CallDuration, S("01:02:03"));
+    EXPECT_EQ(call.panel().lblDauer, S("01:02:03"));
 
     call.CallState = StateIncomingMachine;
     t.clock.advance(10s);
     call.Eurit_UpdateCallClock();
-    EXPECT_EQ(call.CallDuration, QStringLiteral("01:02:03")) << "the machine's call keeps no clock";
+    EXPECT_EQ(call.CallDuration, S("01:02:03")) << "the machine's call keeps no clock";
 
     call.CallState = StateIdle;
     call.Eurit_UpdateCallClock();
-    EXPECT_EQ(call.CallDuration, QStringLiteral("00:00:00"));
-    EXPECT_EQ(call.panel().lblDauer, QStringLiteral("01:02:03")) << "idle leaves the last duration shown";
+    EXPECT_EQ(call.CallDuration, S("00:00:00"));
+    EXPECT_EQ(call.panel().lblDauer, S("01:02:03")) << "idle leaves the last duration shown";
 }
 
 TEST(ActionTrigger, MapsCallStates) {
-    EXPECT_EQ(ActionTrigger(0), 0);
-    EXPECT_EQ(ActionTrigger(6), 1);
-    EXPECT_EQ(ActionTrigger(16), 2);
-    EXPECT_EQ(ActionTrigger(134), 3);
-    EXPECT_EQ(ActionTrigger(144), 4);
-    EXPECT_EQ(ActionTrigger(135), 5) << "the machine's call is not a connected call";
-    EXPECT_EQ(ActionTrigger(5), 5);
+    // The machine's call (135) is not a connected call.
+    for (auto [state, trigger] : {std::pair{0, 0}, {6, 1}, {16, 2}, {134, 3}, {144, 4}, {135, 5}, {5, 5}})
+        EXPECT_EQ(ActionTrigger(int16_t(state)), trigger) << state;
 }
 
-TEST(CallStateReactions, RaiseOnRingMinimiseOnSilenceAndMarkTheNumberSeen) {
+TEST(CallStateReactions, RaiseOnRingMinimiseOnSilenceLogAndMarkTheNumberSeen) {
     TestProgram t(false);
     RecordingWindow window;
     t.program->actions.setWindow(&window);
@@ -159,11 +141,21 @@ TEST(CallStateReactions, RaiseOnRingMinimiseOnSilenceAndMarkTheNumberSeen) {
     call.Eurit_ShowCallState(MaskState);
     EXPECT_EQ(window.minimized, 1);
 
-    // A call not answered earlier today stands in the list of new calls until the number talks.
-    call.CallNumber = QStringLiteral("0891234567");
+    // A finished call is logged unless LogEnable is off, and only an incoming one refreshes the list of
+    // calls. A call not answered earlier today stands in the list of new calls until the number talks.
+    int refreshes = 0;
+    QObject::connect(&call, &Eurit30::callsListRefreshRequested, [&] { ++refreshes; });
+    call.CallNumber = S("0891234567");
+    call.CallDirection = 2;
+    call.Eurit_CallFinished();
+    EXPECT_EQ(refreshes, 0);
     call.CallDirection = 1;
     call.CallState = StateIncomingRinging;
     call.Eurit_CallFinished();
+    EXPECT_EQ(refreshes, 1);
+    t.program->settings.LogEnable = 0;
+    call.Eurit_CallFinished();
+    ASSERT_EQ(CallLogRecords(*t.program).size(), 2u);
     ListItems& calls = t.program->lvListAnrufe;
     ASSERT_EQ(calls.Count(), 1);
     call.CallState = StateIncomingMachine;
@@ -172,26 +164,8 @@ TEST(CallStateReactions, RaiseOnRingMinimiseOnSilenceAndMarkTheNumberSeen) {
     call.CallState = StateIncomingConnected;
     call.Eurit_ShowCallState(MaskState);
     EXPECT_EQ(calls.Count(), 0) << "marked read, and the list shown anew";
-    EXPECT_EQ(CallLogRecords(*t.program)[0].Neu, 0);
+    EXPECT_EQ(CallLogRecords(*t.program)[1].Neu, 0);
     t.program->actions.setWindow(nullptr);
-}
-
-TEST(CallFinished, LogsTheRecordRefreshesOnlyForIncomingAndHonoursLogEnable) {
-    TestProgram t(false);
-    Eurit30& call = t.call();
-    int refreshes = 0;
-    QObject::connect(&call, &Eurit30::callsListRefreshRequested, [&] { ++refreshes; });
-    call.CallDirection = 2;
-    call.CallNumber = QStringLiteral("0301");
-    call.Eurit_CallFinished();
-    EXPECT_EQ(refreshes, 0);
-    call.CallDirection = 1;
-    call.Eurit_CallFinished();
-    EXPECT_EQ(refreshes, 1);
-    EXPECT_EQ(CallLogRecords(*t.program).size(), 2u);
-    t.program->settings.LogEnable = 0;
-    call.Eurit_CallFinished();
-    EXPECT_EQ(CallLogRecords(*t.program).size(), 2u);
 }
 
 } // namespace

@@ -10,6 +10,10 @@
 
 namespace {
 
+QString S(const char* text) {
+    return QString::fromUtf8(text);
+}
+
 struct FakeHost : MainHost {
     QStringList calls;
     QRect screen{0, 0, 1280, 800};
@@ -17,22 +21,20 @@ struct FakeHost : MainHost {
     bool normal = true;
     std::function<void()> duringSplash;
     void showSplash(const QString& versionText) override {
-        calls << QStringLiteral("splash ") + versionText;
+        calls << S("splash ") + versionText;
         if (duringSplash)
             duringSplash();
     }
-    void closeSplash() override { calls << QStringLiteral("splash closed"); }
+    void closeSplash() override { calls << S("splash closed"); }
     QRect screenArea() const override { return screen; }
     int twipsPerPixel() const override { return 15; }
     QRect frame() const override { return window; }
     void setFrame(const QRect& frame) override { window = frame; }
     bool normalState() const override { return normal; }
-    void setEventTimer(bool on) override {
-        calls << (on ? QStringLiteral("timer on") : QStringLiteral("timer off"));
-    }
-    void applyLanguage() override { calls << QStringLiteral("language"); }
-    void showMain() override { calls << QStringLiteral("show"); }
-    void postClose() override { calls << QStringLiteral("post close"); }
+    void setEventTimer(bool on) override { calls << (on ? S("timer on") : S("timer off")); }
+    void applyLanguage() override { calls << S("language"); }
+    void showMain() override { calls << S("show"); }
+    void postClose() override { calls << S("post close"); }
     void setWaitCursor(bool) override {}
     void showMessage(const QString& text) override { calls << text; }
 };
@@ -47,7 +49,7 @@ struct Lifecycle : TestProgram {
 
     QString ini(const char* section, const char* key) {
         return program->profiles.GetPrivateProfileString(QLatin1String(section), QLatin1String(key),
-                                                         QStringLiteral("(none)"), program->iniPath());
+                                                         S("(none)"), program->iniPath());
     }
     void setIni(const char* section, const char* key, const QString& value) {
         program->profiles.WritePrivateProfileString(QLatin1String(section), QLatin1String(key), value,
@@ -56,7 +58,7 @@ struct Lifecycle : TestProgram {
     // The step lines of debug.txt without their date and time (the books write their own lines between).
     QStringList steps() {
         QStringList out;
-        for (const QString& line : logLines(QStringLiteral("debug.txt"))) {
+        for (const QString& line : logLines(S("debug.txt"))) {
             const QString text = line.section(QLatin1Char('\t'), 1);
             if (text.startsWith(QLatin1String("Main ")))
                 out << text;
@@ -74,51 +76,44 @@ struct Lifecycle : TestProgram {
 
 TEST(MainStart, RunsItsStepsInOrderAndLogsThemWhenErrorLogIsOn) {
     Lifecycle t;
-    t.setIni("Setup", "ErrorLog", QStringLiteral("1"));
+    t.setIni("Setup", "ErrorLog", S("1"));
     ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
-    EXPECT_EQ(t.steps(), QStringList({
-                             QStringLiteral("Main Form_Load:WMport_init"),
-                             QStringLiteral("Main Form_Load:NSM_init"),
-                             QStringLiteral("Main Form_Load:ClipboardInit"),
-                             QStringLiteral("Main Form_Load:DINFO_Init"),
-                             QStringLiteral("Main Form_Load:Phonebooks_create"),
-                             QStringLiteral("Main Form_Load:Main Position"),
-                             QStringLiteral("Main Form_Load:Eurit Init"),
-                             QStringLiteral("Main Form_Load:Monitor Tray"),
-                             QStringLiteral("Main Form_Load:Tabstrip_click"),
-                             QStringLiteral("Main Form_Load:Language"),
-                             QStringLiteral("Main Form_Load:Show"),
-                             QStringLiteral("Main Form_Load:Unload Start"),
-                             QStringLiteral("Main Form_Load:Init"),
-                             QStringLiteral("Main Form_Load: Finished"),
-                         }));
-    EXPECT_EQ(t.host.calls.front(), t.lifecycle.VersionText().prepend(QStringLiteral("splash ")));
-    EXPECT_LT(t.host.calls.indexOf(QStringLiteral("timer on")), t.host.calls.indexOf(QStringLiteral("show")));
+    QStringList start;
+    for (const char* step : {"WMport_init", "NSM_init", "ClipboardInit", "DINFO_Init", "Phonebooks_create",
+                             "Main Position", "Eurit Init", "Monitor Tray", "Tabstrip_click", "Language",
+                             "Show", "Unload Start", "Init", " Finished"})
+        start << S("Main Form_Load:") + QString::fromLatin1(step);
+    EXPECT_EQ(t.steps(), start);
+    EXPECT_EQ(t.host.calls.front(), t.lifecycle.VersionText().prepend(S("splash ")));
+    EXPECT_LT(t.host.calls.indexOf(S("timer on")), t.host.calls.indexOf(S("show")));
     EXPECT_EQ(t.program->settings.UseTapi, 0) << "no TAPI, whatever the file says";
     EXPECT_FALSE(t.lifecycle.bLoading());
 
     t.stop();
     const QStringList stop = t.steps().mid(14);
     ASSERT_FALSE(stop.isEmpty());
-    EXPECT_EQ(stop.front(), QStringLiteral("Main Form_QueryUnload: Begin"));
-    EXPECT_EQ(stop.back(), QStringLiteral("Main Form_QueryUnload: End ."));
-    EXPECT_LT(stop.indexOf(QStringLiteral("Main Form_QueryUnload: CTIExit")),
-              stop.indexOf(QStringLiteral("Main Form_QueryUnload: Eurit_Cfg_save")));
+    EXPECT_EQ(stop.front(), S("Main Form_QueryUnload: Begin"));
+    EXPECT_EQ(stop.back(), S("Main Form_QueryUnload: End ."));
+    EXPECT_LT(stop.indexOf(S("Main Form_QueryUnload: CTIExit")),
+              stop.indexOf(S("Main Form_QueryUnload: Eurit_Cfg_save")));
     EXPECT_EQ(stop.size(), 22) << "both Begin lines and every step";
 }
 
-TEST(MainStart, WritesNoDebugLineWithErrorLogOff) {
+// The run flag tells the next start of a crash; the CAPI test program runs at the first start only; with
+// ErrorLog off no debug line is written.
+TEST(MainStart, TheRunFlagTellsTheNextStartOfACrashAndTheCapiTestRunsOnce) {
     Lifecycle t;
+    const QString marker = t.dir.filePath(S("ran"));
+    QFile script(t.dir.filePath(S("capitest")));
+    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+    script.write(S("#!/bin/sh\necho run >> '%1'\n").arg(marker).toUtf8());
+    script.close();
+    script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
     ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
-    t.stop();
-    EXPECT_FALSE(QFile::exists(t.dir.filePath(QStringLiteral("debug.txt"))));
-    EXPECT_TRUE(QFile::exists(t.program->iniPath())) << "the stop writes the settings";
-}
-
-TEST(MainStart, TheRunFlagTellsTheNextStartOfACrash) {
-    Lifecycle t;
-    ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
-    EXPECT_EQ(t.ini("Setup", "IncorrectTerminate"), QStringLiteral("1"));
+    EXPECT_EQ(t.ini("Setup", "IncorrectTerminate"), S("1"));
+    EXPECT_EQ(t.ini("Setup", "CapiChecked"), S("1"));
+    EXPECT_EQ(t.ini("Main", "Lastversion1"), QString::number(MORVA_VERSION_MAJOR));
+    EXPECT_EQ(t.ini("Main", "Lastversion2"), QString::number(MORVA_VERSION_MINOR));
     // The process dies here, without a stop; the next start reads the same folder.
     t.program->stopLine();
     MainLifecycle next(*t.program, t.host, [] { return true; });
@@ -131,7 +126,11 @@ TEST(MainStart, TheRunFlagTellsTheNextStartOfACrash) {
     EXPECT_FALSE(next.bLastRunFailed()) << "cleared at the end of the start";
     EXPECT_FALSE(next.Form_QueryUnload());
     EXPECT_TRUE(next.Form_QueryUnload());
-    EXPECT_EQ(t.ini("Setup", "IncorrectTerminate"), QStringLiteral("0"));
+    EXPECT_EQ(t.ini("Setup", "IncorrectTerminate"), S("0"));
+    QFile ran(marker);
+    ASSERT_TRUE(ran.open(QIODevice::ReadOnly));
+    EXPECT_EQ(ran.readAll(), "run\n");
+    EXPECT_FALSE(QFile::exists(t.dir.filePath(S("debug.txt"))));
 }
 
 TEST(MainStart, ACloseDuringTheStartIsRefusedAndASecondInstanceEnds) {
@@ -147,9 +146,8 @@ TEST(MainStart, ACloseDuringTheStartIsRefusedAndASecondInstanceEnds) {
     Lifecycle second;
     second.otherInstance = true;
     EXPECT_EQ(second.lifecycle.Form_Load(), MainLifecycle::StartResult::SecondInstance);
-    EXPECT_EQ(second.ini("Setup", "IncorrectTerminate"), QStringLiteral("(none)"))
-        << "it ends before the flag";
-    second.setIni("Setup", "AllowMultipleInstance", QStringLiteral("1"));
+    EXPECT_EQ(second.ini("Setup", "IncorrectTerminate"), S("(none)")) << "it ends before the flag";
+    second.setIni("Setup", "AllowMultipleInstance", S("1"));
     EXPECT_EQ(second.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
 }
 
@@ -161,8 +159,7 @@ TEST(MainWindowPlace, CentredFirstMovedBackOntoTheScreenAndSavedOnlyInTheNormalS
         EXPECT_EQ(t.host.window.center().x(), t.host.screen.center().x()) << "centred";
         t.host.normal = false;
         t.stop();
-        EXPECT_EQ(t.ini("Main", "Fenster Left"), QStringLiteral("(none)"))
-            << "a maximised window saves no place";
+        EXPECT_EQ(t.ini("Main", "Fenster Left"), S("(none)")) << "a maximised window saves no place";
     }
     Lifecycle t;
     t.setIni("Main", "Fenster Left", QString::number(5000 * 15)); // a second screen that is gone
@@ -173,24 +170,4 @@ TEST(MainWindowPlace, CentredFirstMovedBackOntoTheScreenAndSavedOnlyInTheNormalS
     t.stop();
     EXPECT_EQ(t.ini("Main", "Fenster Left"), QString::number(100 * 15));
     EXPECT_EQ(t.ini("Main", "Fenster Top"), QString::number(50 * 15));
-}
-
-TEST(MainStart, TheCapiTestRunsOnceAndTheVersionIsRecorded) {
-    Lifecycle t;
-    const QString marker = t.dir.filePath(QStringLiteral("ran"));
-    QFile script(t.dir.filePath(QStringLiteral("capitest")));
-    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
-    script.write(QStringLiteral("#!/bin/sh\necho run >> '%1'\n").arg(marker).toUtf8());
-    script.close();
-    script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
-    ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
-    t.stop();
-    MainLifecycle again(*t.program, t.host, [] { return true; });
-    ASSERT_EQ(again.Form_Load(), MainLifecycle::StartResult::Started);
-    QFile ran(marker);
-    ASSERT_TRUE(ran.open(QIODevice::ReadOnly));
-    EXPECT_EQ(ran.readAll(), "run\n") << "run at the first start only";
-    EXPECT_EQ(t.ini("Setup", "CapiChecked"), QStringLiteral("1"));
-    EXPECT_EQ(t.ini("Main", "Lastversion1"), QString::number(MORVA_VERSION_MAJOR));
-    EXPECT_EQ(t.ini("Main", "Lastversion2"), QString::number(MORVA_VERSION_MINOR));
 }

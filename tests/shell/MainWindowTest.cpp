@@ -21,6 +21,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
+QString S(const char* text) {
+    return QString::fromUtf8(text);
+}
+
 struct Window : TestProgram {
     std::unique_ptr<Main> main;
     QStringList messages;
@@ -35,13 +39,13 @@ struct Window : TestProgram {
     QString label(const char* name) const {
         return main->findChild<QLabel*>(QString::fromUtf8(name))->text();
     }
-    QLineEdit* txtNumber() const { return main->findChild<QLineEdit*>(QStringLiteral("txtNumber")); }
+    QLineEdit* txtNumber() const { return main->findChild<QLineEdit*>(S("txtNumber")); }
     void snapshot(const QString& name) const {
         const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
         if (!dir.isEmpty()) {
             QCoreApplication::processEvents(); // let the tool bar lay out its buttons anew
             QDir().mkpath(dir);
-            main->grab().save(QDir(dir).filePath(name + QStringLiteral(".png")));
+            main->grab().save(QDir(dir).filePath(name + S(".png")));
         }
     }
     // What the buttons show: visible keys, and which of DIAL and HANGUP are enabled.
@@ -50,52 +54,54 @@ struct Window : TestProgram {
         for (const char* key : {"DIAL", "ANSWER", "ANSWERAB", "HANGUP"}) {
             QAction* a = button(key);
             if (a->isVisible())
-                shown << QString::fromLatin1(key) + (a->isEnabled() ? QString() : QStringLiteral("(off)"));
+                shown << QString::fromLatin1(key) + (a->isEnabled() ? QString() : S("(off)"));
         }
         return shown.join(QLatin1Char(' '));
     }
 };
 
-TEST(MainWindow, ControlsCarryTheirNames) {
+TEST(MainWindow, FollowsAnIncomingCallThroughEveryStateAndKeepsWhatIsTypedAfterIt) {
     Window w;
+    // The names by which the captions and the call's states reach the controls.
     for (const char* name : {"Label1", "Frame1", "lblName", "lblOrt", "lblMSN", "lblStatus", "lblDauer",
                              "lblGebühren", "txtNumber", "DDENummer", "tbrBigButtons", "Laststate_label",
                              "Last_Gebühren_label", "Last_dauer_label", "lblMSNLabel", "lblOrtLabel"})
         EXPECT_NE(w.main->findChild<QWidget*>(QString::fromUtf8(name)), nullptr) << name;
     for (const char* key : {"PHONEBOOK", "PROTOKOLL", "DIAL", "ANSWER", "ANSWERAB", "HANGUP"})
-        EXPECT_NE(w.button(key), nullptr) << key;
-    EXPECT_FALSE(w.main->findChild<QWidget*>(QStringLiteral("DDENummer"))->isVisible());
-}
-
-TEST(MainWindow, FollowsAnIncomingCallThroughEveryState) {
-    Window w;
+        ASSERT_NE(w.button(key), nullptr) << key;
+    EXPECT_FALSE(w.main->findChild<QWidget*>(S("DDENummer"))->isVisible());
     w.txtNumber()->setFocus();
-    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL HANGUP(off)"));
-    w.snapshot(QStringLiteral("state-0"));
+    EXPECT_EQ(w.buttons(), S("DIAL HANGUP(off)"));
+    w.snapshot(S("state-0"));
 
     w.ring("891234567", "5551", true);
-    EXPECT_EQ(w.buttons(), QStringLiteral("ANSWER HANGUP"));
-    EXPECT_EQ(w.label("lblStatus"), QStringLiteral("Ringing (incoming)"));
-    EXPECT_EQ(w.label("lblName"), QStringLiteral("0891234567"));
-    EXPECT_EQ(w.label("lblMSN"), QStringLiteral("5551"));
-    EXPECT_EQ(w.txtNumber()->text(), QStringLiteral("0891234567"));
-    w.snapshot(QStringLiteral("state-134"));
+    EXPECT_EQ(w.buttons(), S("ANSWER HANGUP"));
+    EXPECT_EQ(w.label("lblStatus"), S("Ringing (incoming)"));
+    EXPECT_EQ(w.label("lblName"), S("0891234567"));
+    EXPECT_EQ(w.label("lblMSN"), S("5551"));
+    EXPECT_EQ(w.txtNumber()->text(), S("0891234567"));
+    w.snapshot(S("state-134"));
 
     w.button("ANSWER")->trigger();
     w.settle();
-    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL(off) HANGUP"));
-    EXPECT_EQ(w.label("lblStatus"), QStringLiteral("Connected (incoming)"));
+    EXPECT_EQ(w.buttons(), S("DIAL(off) HANGUP"));
+    EXPECT_EQ(w.label("lblStatus"), S("Connected (incoming)"));
     w.clock.advance(42s);
     w.program->clockTick();
-    EXPECT_EQ(w.label("lblDauer"), QStringLiteral("00:00:42"));
-    w.snapshot(QStringLiteral("state-144"));
+    EXPECT_EQ(w.label("lblDauer"), S("00:00:42"));
+    w.snapshot(S("state-144"));
 
     QTest::keyClick(w.txtNumber(), Qt::Key_Escape);
     w.settle();
-    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL HANGUP(off)"));
-    EXPECT_EQ(w.label("lblStatus"), QStringLiteral("No additional information"));
-    EXPECT_EQ(w.label("lblDauer"), QStringLiteral("00:00:42"));
+    EXPECT_EQ(w.buttons(), S("DIAL HANGUP(off)"));
+    EXPECT_EQ(w.label("lblStatus"), S("No additional information"));
+    EXPECT_EQ(w.label("lblDauer"), S("00:00:42"));
     EXPECT_TRUE(w.messages.isEmpty());
+
+    w.txtNumber()->clear();
+    QTest::keyClicks(w.txtNumber(), S("0301"));
+    w.call().Eurit_ShowCallState(MaskAll);
+    EXPECT_EQ(w.txtNumber()->text(), S("0301"));
 }
 
 TEST(MainWindow, MachineStateOffersTheTakeOver) {
@@ -104,39 +110,28 @@ TEST(MainWindow, MachineStateOffersTheTakeOver) {
     w.cti().lngABState = 1;
     w.cti().CtiAnswerCall(w.cti().event.callHandle);
     w.settle();
-    EXPECT_EQ(w.buttons(), QStringLiteral("ANSWERAB HANGUP"));
-    w.snapshot(QStringLiteral("state-135"));
+    EXPECT_EQ(w.buttons(), S("ANSWERAB HANGUP"));
+    w.snapshot(S("state-135"));
     w.button("ANSWERAB")->trigger();
-    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL(off) HANGUP"));
+    EXPECT_EQ(w.buttons(), S("DIAL(off) HANGUP"));
 }
 
 TEST(MainWindow, EnterDialsTheTypedNumberAndTheOutgoingCallRunsItsStates) {
     Window w;
-    QTest::keyClicks(w.txtNumber(), QStringLiteral("030/1234-5"));
+    QTest::keyClicks(w.txtNumber(), S("030/1234-5"));
     QTest::keyClick(w.txtNumber(), Qt::Key_Return);
-    EXPECT_TRUE(w.line->requests().contains(QStringLiteral("Connect 03012345 from *")));
+    EXPECT_TRUE(w.line->requests().contains(S("Connect 03012345 from *")));
     w.settle();
-    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL HANGUP"));
-    EXPECT_EQ(w.label("lblStatus"), QStringLiteral("Ringing (outgoing)"));
-    w.snapshot(QStringLiteral("state-6"));
+    EXPECT_EQ(w.buttons(), S("DIAL HANGUP"));
+    EXPECT_EQ(w.label("lblStatus"), S("Ringing (outgoing)"));
+    w.snapshot(S("state-6"));
     w.line->farEndAnswers();
     w.settle();
-    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL(off) HANGUP"));
-    w.snapshot(QStringLiteral("state-16"));
+    EXPECT_EQ(w.buttons(), S("DIAL(off) HANGUP"));
+    w.snapshot(S("state-16"));
     w.button("HANGUP")->trigger();
     w.settle();
-    EXPECT_EQ(w.buttons(), QStringLiteral("DIAL HANGUP(off)"));
-}
-
-TEST(MainWindow, TypedTextSurvivesTheEndOfACall) {
-    Window w;
-    w.ring("891234567", "5551", true);
-    w.line->farEndHangsUp();
-    w.settle();
-    w.txtNumber()->clear();
-    QTest::keyClicks(w.txtNumber(), QStringLiteral("0301"));
-    w.call().Eurit_ShowCallState(MaskAll);
-    EXPECT_EQ(w.txtNumber()->text(), QStringLiteral("0301"));
+    EXPECT_EQ(w.buttons(), S("DIAL HANGUP(off)"));
 }
 
 // Rows of the picture with ink in them (darker than the window's background).
@@ -160,7 +155,7 @@ TEST(MainWindow, AccentsOfCapitalsAreNotCutOff) {
     for (const char* name : {"lblOrt", "lblName"}) {
         SCOPED_TRACE(name);
         auto* label = w.main->findChild<QLabel*>(QString::fromLatin1(name));
-        const QString text = QStringLiteral("Ö");
+        const QString text = S("Ö");
         label->setText(text);
         w.main->centralWidget()->layout()->activate();
 

@@ -13,16 +13,20 @@
 
 namespace {
 
+QString S(const char* text) {
+    return QString::fromUtf8(text);
+}
+
 // A settings store over a fresh data folder, with the files as the test writes them.
 struct Store {
     QTemporaryDir dir;
     ProfileStore profiles;
-    RegistryFile registry{profiles, dir.filePath(QStringLiteral("Registry.ini"))};
+    RegistryFile registry{profiles, dir.filePath(S("Registry.ini"))};
     Settings settings;
     LastNumbers lastNumbers;
     ActionRules actions{settings};
     Language language;
-    SettingsStore store{profiles, registry, dir.filePath(QStringLiteral("Morva.ini")), settings, lastNumbers,
+    SettingsStore store{profiles, registry, dir.filePath(S("Morva.ini")), settings, lastNumbers,
                         actions,  language};
 
     void ini(const char* text) {
@@ -42,9 +46,9 @@ TEST(SettingsLoad, AFirstStartRunsOnTheDefaults) {
     Store s;
     s.store.Eurit_Cfg_load();
     EXPECT_EQ(s.settings.PhoneType, 3);
-    EXPECT_EQ(s.settings.NBSTAKZ, QStringLiteral("0"));
-    EXPECT_EQ(s.settings.NBSTAKZIN, QStringLiteral("0"));
-    EXPECT_EQ(s.settings.LandesCode, QStringLiteral("49"));
+    EXPECT_EQ(s.settings.NBSTAKZ, S("0"));
+    EXPECT_EQ(s.settings.NBSTAKZIN, S("0"));
+    EXPECT_EQ(s.settings.LandesCode, S("49"));
     EXPECT_EQ(s.settings.UseTapi, 1) << "the start sets it to 0 later";
     EXPECT_EQ(s.settings.MSNCount, 3);
     EXPECT_EQ(s.settings.ErrorLogOn, 0);
@@ -56,12 +60,12 @@ TEST(SettingsLoad, AFirstStartRunsOnTheDefaults) {
 
 TEST(SettingsLoad, TheFilesPrefixesReplaceTheRegistrysEvenWhenMissing) {
     Store s;
-    s.reg("NBSTAKZ", QStringLiteral("9"));
-    s.reg("NBSTAKZIN", QStringLiteral("8"));
+    s.reg("NBSTAKZ", S("9"));
+    s.reg("NBSTAKZIN", S("8"));
     s.ini("[Setup]\nPrefixIncoming=\n");
     s.store.Eurit_Cfg_load();
-    EXPECT_EQ(s.settings.NBSTAKZ, QStringLiteral("0")) << "missing from the file: the file's default wins";
-    EXPECT_EQ(s.settings.NBSTAKZIN, QStringLiteral(""));
+    EXPECT_EQ(s.settings.NBSTAKZ, S("0")) << "missing from the file: the file's default wins";
+    EXPECT_EQ(s.settings.NBSTAKZIN, S(""));
 }
 
 TEST(SettingsLoad, CountryCodeAreaCodeAndMsnCountFollowTheirRules) {
@@ -81,7 +85,7 @@ TEST(SettingsLoad, CountryCodeAreaCodeAndMsnCountFollowTheirRules) {
         Store s;
         s.reg("Vorwahl", QString::fromLatin1(c.area));
         s.reg("PhoneType", c.phoneType);
-        s.ini(QStringLiteral("[Setup]\nLandesCode=%1\nMSNAnzahl=%2\n")
+        s.ini(S("[Setup]\nLandesCode=%1\nMSNAnzahl=%2\n")
                   .arg(QLatin1String(c.country))
                   .arg(c.fileMsnCount)
                   .toLatin1()
@@ -99,47 +103,40 @@ TEST(SettingsLoad, RulesAndLastNumbersKeepTheirOrder) {
           "[Nummern]\nLastNumAnz=3\nNummer1=0891111\nNummer2=0302222\nNummer3=0403333\n");
     s.store.Eurit_Cfg_load();
     ASSERT_EQ(s.actions.rules.size(), 3u);
-    EXPECT_EQ(s.actions.rules[1].Command, QStringLiteral("notify-send ring"));
+    EXPECT_EQ(s.actions.rules[1].Command, S("notify-send ring"));
     EXPECT_EQ(s.actions.rules[1].Status, 8) << "a missing field has its default";
     EXPECT_EQ(s.actions.rules[2].Status, 3);
-    EXPECT_EQ(s.lastNumbers.numbers(),
-              QStringList({QStringLiteral("0891111"), QStringLiteral("0302222"), QStringLiteral("0403333")}));
+    EXPECT_EQ(s.lastNumbers.numbers(), QStringList({S("0891111"), S("0302222"), S("0403333")}));
 }
 
 TEST(SettingsSave, WhatIsSavedLoadsBackAndTheRegistryGetsPathAndVersion) {
     Store s;
     s.store.Eurit_Cfg_load();
     s.settings.ErrorLogOn = 1;
-    s.settings.LandesCode = QStringLiteral("43");
+    s.settings.LandesCode = S("43");
     s.settings.NBST = 1;
-    s.settings.NBSTAKZ = QStringLiteral("9");
+    s.settings.NBSTAKZ = S("9");
     s.settings.PhoneType = 2; // lasts for the run only
-    s.lastNumbers.RememberNumber(QStringLiteral("0301"));
-    s.lastNumbers.RememberNumber(QStringLiteral("0892"));
-    ASSERT_TRUE(s.store.Eurit_Cfg_save(QStringLiteral("/opt/morva/morva"), QStringLiteral("0.1.0")));
+    s.lastNumbers.RememberNumber(S("0301"));
+    s.lastNumbers.RememberNumber(S("0892"));
+    ASSERT_TRUE(s.store.Eurit_Cfg_save(S("/opt/morva/morva"), S("0.1.0")));
 
     Store again;
     QFile::remove(again.store.iniPath());
     QFile::copy(s.store.iniPath(), again.store.iniPath());
-    QFile::copy(s.dir.filePath(QStringLiteral("Registry.ini")),
-                again.dir.filePath(QStringLiteral("Registry.ini")));
+    QFile::copy(s.dir.filePath(S("Registry.ini")), again.dir.filePath(S("Registry.ini")));
     again.store.Eurit_Cfg_load();
     EXPECT_EQ(again.settings.ErrorLogOn, 1);
-    EXPECT_EQ(again.settings.LandesCode, QStringLiteral("43"));
+    EXPECT_EQ(again.settings.LandesCode, S("43"));
     EXPECT_EQ(again.settings.NBST, 1);
-    EXPECT_EQ(again.settings.NBSTAKZ, QStringLiteral("0")) << "the file's \"Prefix\" is never written";
+    EXPECT_EQ(again.settings.NBSTAKZ, S("0")) << "the file's \"Prefix\" is never written";
     EXPECT_EQ(again.settings.PhoneType, 3);
     EXPECT_EQ(again.lastNumbers.numbers(), s.lastNumbers.numbers());
-    EXPECT_EQ(again.registry
-                  .RegRead(RegRoot::LocalMachine, SettingsStore::RegistryKey, QStringLiteral("NBSTAKZ"), {})
-                  .toString(),
-              QStringLiteral("9"));
-    EXPECT_EQ(again.registry
-                  .RegRead(RegRoot::LocalMachine, SettingsStore::RegistryKey, QStringLiteral("Version"), {})
-                  .toString(),
-              QStringLiteral("0.1.0"));
-    EXPECT_EQ(
-        again.registry.RegRead(RegRoot::LocalMachine, SettingsStore::RegistryKey, QStringLiteral("Path"), {})
-            .toString(),
-        QStringLiteral("/opt/morva/morva"));
+    for (auto [value, expected] :
+         {std::pair{"NBSTAKZ", "9"}, {"Version", "0.1.0"}, {"Path", "/opt/morva/morva"}})
+        EXPECT_EQ(again.registry
+                      .RegRead(RegRoot::LocalMachine, SettingsStore::RegistryKey, QLatin1String(value), {})
+                      .toString(),
+                  QLatin1String(expected))
+            << value;
 }

@@ -7,69 +7,63 @@
 
 #include <cstring>
 
+#include <sys/stat.h>
+
 namespace pdbtest {
-namespace {
 
-struct Place {
-    int offset;
-    int width;
-};
-constexpr Place kName{8, 50}, kAdresse{58, 50}, kPlz{108, 10}, kOrt{118, 50}, kDescript{168, 127},
-    kNumber{295, 35}, kNumber2{330, 35}, kNumber3{365, 35}, kAnsage{400, 127};
+const TextField kTextFields[9] = {{&Entry::name, 8, 50, "NAME"},
+                                  {&Entry::adresse, 58, 50, "ADRESSE"},
+                                  {&Entry::plz, 108, 10, "PLZ"},
+                                  {&Entry::ort, 118, 50, "ORT"},
+                                  {&Entry::descript, 168, 127, "DESCRIPT"},
+                                  {&Entry::number, 295, 35, "NUMBER"},
+                                  {&Entry::number2, 330, 35, "NUMBER2"},
+                                  {&Entry::number3, 365, 35, "NUMBER3"},
+                                  {&Entry::ansage, 400, 127, "ANSAGE"}};
 
-void putText(Block& block, Place place, const QString& value) {
-    const QByteArray bytes = ToWindows1252(value);
-    char* out = block.data() + place.offset;
-    if (bytes.size() >= place.width) {
-        std::memcpy(out, bytes.constData(), size_t(place.width));
-        return;
-    }
-    std::memcpy(out, bytes.constData(), size_t(bytes.size()));
-    out[bytes.size()] = '\0';
-    std::memset(out + bytes.size() + 1, ' ', size_t(place.width - bytes.size() - 1));
+Entry Named(const QString& name, const QString& number, const QString& number2, const QString& number3,
+            double key) {
+    return Entry{.key = key, .name = name, .number = number, .number2 = number2, .number3 = number3};
 }
 
-QString getText(const Block& block, Place place) {
-    return FromWindows1252(BlockField(block, place.offset, place.width));
+Entry Full(const QStringList& texts, bool changed) {
+    Entry entry{.changed = changed};
+    for (size_t i = 0; i < std::size(kTextFields); ++i)
+        entry.*kTextFields[i].member = texts.value(qsizetype(i));
+    return entry;
 }
 
-} // namespace
+void PutText(char* at, int width, const QString& value) {
+    const QByteArray bytes = ToWindows1252(value).left(width);
+    std::memset(at, ' ', size_t(width));
+    std::memcpy(at, bytes.constData(), size_t(bytes.size()));
+    if (bytes.size() < width)
+        at[bytes.size()] = '\0';
+}
 
 Block ToBlock(const Entry& entry) {
     Block block{};
     std::memcpy(block.data(), &entry.key, sizeof entry.key);
-    putText(block, kName, entry.name);
-    putText(block, kAdresse, entry.adresse);
-    putText(block, kPlz, entry.plz);
-    putText(block, kOrt, entry.ort);
-    putText(block, kDescript, entry.descript);
-    putText(block, kNumber, entry.number);
-    putText(block, kNumber2, entry.number2);
-    putText(block, kNumber3, entry.number3);
-    putText(block, kAnsage, entry.ansage);
+    for (const TextField& field : kTextFields)
+        PutText(block.data() + field.offset, field.width, entry.*field.member);
     block[627] = entry.changed ? 'T' : 'N';
-    block[628] = '\0';
     return block;
 }
 
-QByteArray BlockField(const Block& block, int offset, int width) {
-    const char* in = block.data() + offset;
+namespace {
+// The raw text of a block field up to its zero byte (or its width).
+QByteArray blockField(const char* block, int offset, int width) {
+    const char* in = block + offset;
     const void* zero = std::memchr(in, 0, size_t(width));
     return QByteArray(in, zero != nullptr ? static_cast<const char*>(zero) - in : width);
 }
+} // namespace
 
 Entry FromBlock(const Block& block) {
     Entry entry;
     std::memcpy(&entry.key, block.data(), sizeof entry.key);
-    entry.name = getText(block, kName);
-    entry.adresse = getText(block, kAdresse);
-    entry.plz = getText(block, kPlz);
-    entry.ort = getText(block, kOrt);
-    entry.descript = getText(block, kDescript);
-    entry.number = getText(block, kNumber);
-    entry.number2 = getText(block, kNumber2);
-    entry.number3 = getText(block, kNumber3);
-    entry.ansage = getText(block, kAnsage);
+    for (const TextField& field : kTextFields)
+        entry.*field.member = FromWindows1252(blockField(block.data(), field.offset, field.width));
     entry.changed = block[627] == 'T';
     return entry;
 }
@@ -80,29 +74,26 @@ void TableFixture::SetUp() {
 }
 
 void TableFixture::TearDown() {
-    if (m_handle != 0) {
-        EXPECT_EQ(m_store.PDB_Close(m_handle), pdb::Ok);
-    }
-    m_handle = 0;
+    if (m_handle != 0)
+        close();
     m_store.PDB_Exit();
 }
 
 int32_t TableFixture::createAndOpen(int32_t type, const QString& file) {
     m_path = path(file);
     const int32_t created = m_store.PDB_Create(m_path, 1, type);
-    if (created != pdb::Ok)
-        return created;
-    return m_store.PDB_Open(m_handle, m_path, type);
+    return created != pdb::Ok ? created : m_store.PDB_Open(m_handle, m_path, type);
 }
 
 int32_t TableFixture::reopen(int32_t type) {
-    if (m_handle != 0) {
-        const int32_t closed = m_store.PDB_Close(m_handle);
-        m_handle = 0;
-        if (closed != pdb::Ok)
-            return closed;
-    }
+    if (m_handle != 0)
+        close();
     return m_store.PDB_Open(m_handle, m_path, type);
+}
+
+void TableFixture::close() {
+    EXPECT_EQ(m_store.PDB_Close(m_handle), pdb::Ok);
+    m_handle = 0;
 }
 
 double TableFixture::put(Entry entry) {
@@ -113,10 +104,30 @@ double TableFixture::put(Entry entry) {
     return key;
 }
 
-Entry TableFixture::current() {
+Block TableFixture::currentBlock() {
     Block block{};
     EXPECT_EQ(m_store.PDB_GetRecordPHB(m_handle, block.data()), pdb::Ok);
-    return FromBlock(block);
+    return block;
+}
+
+void TableFixture::deleteAt(int32_t number) {
+    ASSERT_EQ(m_store.PDB_GetRecord(m_handle, number), pdb::Ok) << number;
+    ASSERT_EQ(m_store.PDB_DeleteRecord(m_handle), pdb::Ok) << number;
+}
+
+QString IndexFiles(const QString& table) {
+    QStringList found;
+    for (const QString& suffix : {u"i0.ndx"_s, u"i1.ndx"_s, u"i2.ndx"_s, u"i3.ndx"_s, u"i1.nde"_s})
+        if (QFile::exists(table.chopped(4) + suffix))
+            found << suffix;
+    return found.join(u' ');
+}
+
+std::pair<uint64_t, int64_t> FileIdentity(const QString& path) {
+    struct stat info {};
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return {0, 0};
+    return {uint64_t(info.st_ino), int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec};
 }
 
 QByteArray ReadFile(const QString& path) {
@@ -129,27 +140,19 @@ bool WriteFile(const QString& path, const QByteArray& bytes) {
     return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
 }
 
-bool RunPython(const QString& module, const QString& script, const QStringList& args, QString& output,
-               bool& missing) {
-    missing = false;
-    QProcess probe;
-    probe.start(QStringLiteral("/usr/bin/python3"),
-                {QStringLiteral("-c"), QStringLiteral("import ") + module});
-    if (!probe.waitForFinished(30000) || probe.exitStatus() != QProcess::NormalExit ||
-        probe.exitCode() != 0) {
-        missing = true;
-        output = QString::fromUtf8(probe.readAllStandardError());
-        return false;
-    }
+Python RunPython(const QString& module, const QString& script, const QStringList& args, QString& output) {
+    const QString guarded =
+        u"import sys\ntry:\n    import %1\nexcept ImportError:\n    sys.exit(77)\n"_s.arg(module);
     QProcess python;
-    python.start(QStringLiteral("/usr/bin/python3"), QStringList{QStringLiteral("-c"), script} + args);
-    const bool finished = python.waitForFinished(60000);
+    python.start(u"/usr/bin/python3"_s, QStringList{u"-c"_s, guarded + script} + args);
+    const bool ended = python.waitForFinished(60000) && python.exitStatus() == QProcess::NormalExit;
     output = QString::fromUtf8(python.readAllStandardOutput());
-    if (!finished || python.exitStatus() != QProcess::NormalExit || python.exitCode() != 0) {
-        output += QString::fromUtf8(python.readAllStandardError());
-        return false;
-    }
-    return true;
+    if (ended && python.exitCode() == 0)
+        return Python::Ran;
+    if (python.error() == QProcess::FailedToStart || (ended && python.exitCode() == 77))
+        return Python::Missing;
+    ADD_FAILURE() << output.toStdString() << QString::fromUtf8(python.readAllStandardError()).toStdString();
+    return Python::Failed;
 }
 
 } // namespace pdbtest
