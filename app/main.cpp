@@ -1,15 +1,15 @@
 // Morva: a desktop telephony companion for ISDN.
 
-#include "shell/ui/Main.h"
 #include "platform/Clock.h"
 #include "platform/TerminationSignals.h"
 #include "platform/capilink/CapiLink.h"
 #include "platform/profile/ProfileStore.h"
-#include "shell/IsdnSection.h"
 #include "shell/Program.h"
-#include "shell/Settings.h"
+#include "shell/base/IsdnSection.h"
+#include "shell/base/Settings.h"
+#include "shell/ui/ProgramWindows.h"
 #include "tools/standinline/StandInLine.h"
-#include "tools/standinline/StandInLineWindow.h"
+#include "tools/standinline/ui/StandInLineWindow.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -94,15 +94,15 @@ int main(int argc, char* argv[]) {
 
     SystemClock clock;
     Program program(clock, std::move(line), dataDir);
-    Main window(program);
-    const MainLifecycle::StartResult started = window.Form_Load();
+    ProgramWindows windows(program);
+    const MainLifecycle::StartResult started = windows.Form_Load();
     if (started == MainLifecycle::StartResult::SecondInstance) {
         std::fprintf(stderr, "morva: already running; brought its window to the front\n");
         return 0;
     }
     if (started == MainLifecycle::StartResult::LineFailed) {
         QString why = program.fatalMessage();
-        const QString detail = program.line->lastError();
+        const QString detail = program.line().lastError();
         if (!detail.isEmpty())
             why += QStringLiteral("\n") + detail;
         if (lineKind == QLatin1String("capi"))
@@ -125,11 +125,11 @@ int main(int argc, char* argv[]) {
     if (standIn) {
         standInWindow = std::make_unique<StandInLineWindow>(*standIn);
         standInWindow->setAttribute(Qt::WA_QuitOnClose, false); // closing Morva's window ends the program
-        standInWindow->move(window.frameGeometry().topRight() + QPoint(16, 0));
+        standInWindow->move(windows.main().frameGeometry().topRight() + QPoint(16, 0));
         standInWindow->show();
     }
 
     TerminationSignals signals_;
-    QObject::connect(&signals_, &TerminationSignals::terminationRequested, &window, &QWidget::close);
+    QObject::connect(&signals_, &TerminationSignals::terminationRequested, &windows.main(), &QWidget::close);
     return app.exec();
 }

@@ -1,6 +1,6 @@
 #include "automation/ActionRules.h"
 
-#include "shell/Settings.h"
+#include "shell/base/Settings.h"
 
 int ActionTrigger(int16_t callState) {
     switch (callState) {

@@ -20,7 +20,7 @@ struct Bench {
     Bench() {
         program = std::make_unique<Program>(clock, std::make_unique<StandInLine>(), dir.path());
         program->startLine();
-        channel = program->cti.channel()->lngCtiId;
+        channel = program->cti().channel()->lngCtiId;
     }
     CtiEvent event(const char* state, int32_t handle, int32_t direction = 1) const {
         CtiEvent e;
@@ -43,9 +43,9 @@ void BM_CtiEventEntry_Copy(benchmark::State& state) {
     digit.setType(CtiEvent::Dtmf);
     digit.setXcId(b.channel);
     digit.setDtmfDigit('5');
-    CtiEventQueue& q = b.program->cti.queue();
+    CtiEventQueue& q = b.program->cti().queue();
     for (auto _ : state) {
-        b.program->cti.CtiEventEntry(digit);
+        b.program->cti().CtiEventEntry(digit);
         std::lock_guard lock(q.mutex);
         q.clear();
     }
@@ -55,15 +55,15 @@ BENCHMARK(BM_CtiEventEntry_Copy);
 // An offered call: the copy plus the alert decision (MSN match) and the answer to the library.
 void BM_CtiEventEntry_AlertDecision(benchmark::State& state) {
     Bench b;
-    b.program->Konfigurationen.Item(1).setStrMSN(1, QStringLiteral("5550"));
-    b.program->Konfigurationen.Item(1).setStrMSN(2, QStringLiteral("555*"));
+    b.program->Konfigurationen().Item(1).setStrMSN(1, QStringLiteral("5550"));
+    b.program->Konfigurationen().Item(1).setStrMSN(2, QStringLiteral("555*"));
     const CtiEvent offered = b.event("D_ConnectPending", 1);
     const CtiEvent ended = b.event("Disconnected", 1);
-    CtiEventQueue& q = b.program->cti.queue();
+    CtiEventQueue& q = b.program->cti().queue();
     for (auto _ : state) {
-        b.program->cti.CtiEventEntry(offered);
+        b.program->cti().CtiEventEntry(offered);
         state.PauseTiming();
-        b.program->cti.CtiEventEntry(ended); // the line's view of the call ends again
+        b.program->cti().CtiEventEntry(ended); // the line's view of the call ends again
         {
             std::lock_guard lock(q.mutex);
             q.clear();
@@ -81,7 +81,7 @@ void BM_FullEvent_EntryToPanel(benchmark::State& state) {
     for (auto _ : state) {
         ++handle;
         for (const char* name : {"D_ConnectPending", "Connected", "Disconnected"}) {
-            b.program->cti.CtiEventEntry(b.event(name, handle));
+            b.program->cti().CtiEventEntry(b.event(name, handle));
             b.program->eventTick();
         }
     }

@@ -11,8 +11,8 @@
 
 #include "calllog/modEZGDB.h"
 #include "platform/Clock.h"
-#include "shell/ListItems.h"
 #include "shell/Program.h"
+#include "shell/base/ListItems.h"
 #include "tools/standinline/StandInLine.h"
 
 #include <QDir>
@@ -47,15 +47,15 @@ struct Office {
 
     Office() {
         program = std::make_unique<Program>(clock, std::make_unique<StandInLine>(), dir.path());
-        program->settings.Vorwahl = QStringLiteral("089");
-        ProfileStore& ini = program->profiles;
+        program->settings().Vorwahl = QStringLiteral("089");
+        ProfileStore& ini = program->profiles();
         const QString path = program->iniPath();
         ini.WritePrivateProfileString(QStringLiteral("PhoneBook"), QStringLiteral("Anzahl"),
                                       QString::number(BookCount + 1), path);
         for (int b = 0; b < BookCount; ++b)
             ini.WritePrivateProfileString(QStringLiteral("PhoneBook"), QStringLiteral("PhName%1").arg(b + 2),
                                           QStringLiteral("Office%1.txt").arg(b), path);
-        colPhonebook& books = program->Phonebooks;
+        colPhonebook& books = program->Phonebooks();
         books.Phonebooks_create();
         for (int b = 0; b < BookCount; ++b)
             for (int e = 0; e < EntriesPerBook; ++e)
@@ -67,7 +67,7 @@ struct Office {
         // The log: calls spread evenly over three years up to now. Half the partners are in a book; a
         // third of the calls are outgoing; of the incoming ones a fifth rang unanswered and a tenth left
         // a message. Calls of the last two weeks are new.
-        modEZGDB& log = program->callLog;
+        modEZGDB& log = program->callLog();
         log.SEZGDBOpen();
         QRandomGenerator random(1);
         const double first = DateNumber(Now) - LogDays;
@@ -96,7 +96,7 @@ struct Office {
         log.SEZGDBClose();
         log.SEZGDBOpen();
     }
-    modEZGDB& log() { return program->callLog; }
+    modEZGDB& log() { return program->callLog(); }
 };
 
 Office& office() {
@@ -109,13 +109,13 @@ void BM_Append(benchmark::State& state) {
     QTemporaryDir dir;
     ManualClock clock{Now};
     Program program(clock, std::make_unique<StandInLine>(), dir.path());
-    program.callLog.SEZGDBOpen();
-    const int fd = ::open(QFile::encodeName(program.callLog.LogPath()).constData(), O_RDONLY | O_CLOEXEC);
+    program.callLog().SEZGDBOpen();
+    const int fd = ::open(QFile::encodeName(program.callLog().LogPath()).constData(), O_RDONLY | O_CLOEXEC);
     const FinishedCall call{
         QStringLiteral("0891234567"), 144,      QStringLiteral("00:02:30"), 1, QStringLiteral("0.36"),
         QStringLiteral("5551"),       QString()};
     for (auto _ : state) {
-        program.callLog.SEZGED_SaveEZGEintrag(call);
+        program.callLog().SEZGED_SaveEZGEintrag(call);
         if (durable)
             ::fdatasync(fd);
     }

@@ -5,7 +5,7 @@
 
 #include "phonebook/RecordSource.h"
 #include "phonebook/clsEintrag.h"
-#include "shell/Settings.h"
+#include "shell/base/Settings.h"
 
 #include <benchmark/benchmark.h>
 

@@ -48,8 +48,8 @@ struct Office {
 
     Office() {
         program = std::make_unique<Program>(clock, std::make_unique<StandInLine>(), dir.path());
-        program->settings.Vorwahl = QStringLiteral("089");
-        ProfileStore& ini = program->profiles;
+        program->settings().Vorwahl = QStringLiteral("089");
+        ProfileStore& ini = program->profiles();
         const QString path = program->iniPath();
         ini.WritePrivateProfileString(QStringLiteral("PhoneBook"), QStringLiteral("Anzahl"),
                                       QString::number(BookCount + 1), path);
@@ -58,7 +58,7 @@ struct Office {
             ini.WritePrivateProfileString(QStringLiteral("PhoneBook"), QStringLiteral("PhName") + i,
                                           QStringLiteral("Office%1.txt").arg(b), path);
         }
-        colPhonebook& books = program->Phonebooks;
+        colPhonebook& books = program->Phonebooks();
         books.Phonebooks_create();
 
         if (sqlite3_open(QDir(dir.path()).filePath(QStringLiteral("office.sqlite")).toUtf8().constData(),
@@ -158,11 +158,11 @@ void BM_TranslateNumber_FirstBook(benchmark::State& state) {
     Office& office = Office::get();
     const QString number = entryNumber(0, 4711, 0);
     QString detail;
-    if (office.program->Phonebooks.NumberToName(number, detail) != QStringLiteral("Teilnehmer 0-4711") ||
+    if (office.program->Phonebooks().NumberToName(number, detail) != QStringLiteral("Teilnehmer 0-4711") ||
         detail != QStringLiteral("Hauptstraße 4711 80331 München - "))
         state.SkipWithError("wrong name");
     for (auto _ : state)
-        benchmark::DoNotOptimize(office.program->Phonebooks.NumberToName(number, detail));
+        benchmark::DoNotOptimize(office.program->Phonebooks().NumberToName(number, detail));
 }
 BENCHMARK(BM_TranslateNumber_FirstBook)->Unit(benchmark::kMicrosecond);
 
@@ -171,7 +171,7 @@ void BM_TranslateNumber_Unknown(benchmark::State& state) {
     const QString number = QStringLiteral("0401234567");
     QString detail;
     for (auto _ : state)
-        benchmark::DoNotOptimize(office.program->Phonebooks.NumberToName(number, detail));
+        benchmark::DoNotOptimize(office.program->Phonebooks().NumberToName(number, detail));
 }
 BENCHMARK(BM_TranslateNumber_Unknown)->Unit(benchmark::kMicrosecond);
 
@@ -201,8 +201,8 @@ void openBooks(benchmark::State& state, bool deleteIndexes) {
     Office& office = Office::get();
     QStringList paths;
     for (int b = 0; b < BookCount; ++b)
-        paths << office.program->Phonebooks.Item(b + 2)->path();
-    office.program->Phonebooks.Phonebooks_close(); // writes the index files
+        paths << office.program->Phonebooks().Item(b + 2)->path();
+    office.program->Phonebooks().Phonebooks_close(); // writes the index files
     pdb::PdbStore store;
     store.PDB_Init();
     for (auto _ : state) {
@@ -223,7 +223,7 @@ void openBooks(benchmark::State& state, bool deleteIndexes) {
     }
     store.PDB_Exit();
     for (int b = 0; b < BookCount; ++b)
-        office.program->Phonebooks.Item(b + 2)->DBOpen(true);
+        office.program->Phonebooks().Item(b + 2)->DBOpen(true);
 }
 
 void BM_OpenTenBooks_IndexesPresent(benchmark::State& state) {
@@ -274,7 +274,7 @@ BENCHMARK(BM_RebuildIndex_100k)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 void BM_DisplayInList_10k(benchmark::State& state) {
     Office& office = Office::get();
-    clsPhonebook& book = *office.program->Phonebooks.Item(2);
+    clsPhonebook& book = *office.program->Phonebooks().Item(2);
     ListItems list;
     for (auto _ : state) {
         book.DisplayInList(&list, true);

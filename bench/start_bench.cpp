@@ -4,7 +4,7 @@
 
 #include "platform/Clock.h"
 #include "shell/Program.h"
-#include "shell/ui/Main.h"
+#include "shell/ui/ProgramWindows.h"
 #include "tools/standinline/StandInLine.h"
 
 #include <QApplication>
@@ -24,7 +24,7 @@ void BM_ColdStartToWindowShown(benchmark::State& state) {
         SystemClock clock;
         const auto start = std::chrono::steady_clock::now();
         Program program(clock, std::make_unique<StandInLine>(), dir.path());
-        Main window(program);
+        ProgramWindows window(program);
         const auto result = window.Form_Load();
         QCoreApplication::processEvents();
         state.SetIterationTime(Seconds(std::chrono::steady_clock::now() - start).count());
@@ -41,7 +41,7 @@ void BM_Stop(benchmark::State& state) {
         QTemporaryDir dir;
         SystemClock clock;
         Program program(clock, std::make_unique<StandInLine>(), dir.path());
-        Main window(program);
+        ProgramWindows window(program);
         window.Form_Load();
         QCoreApplication::processEvents();
         const auto start = std::chrono::steady_clock::now();

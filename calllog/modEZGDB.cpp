@@ -1,16 +1,16 @@
 #include "calllog/modEZGDB.h"
 
 #include "config/clsConfig.h"
-#include "lines/sound/modPathModify.h"
 #include "numbers/Num_module.h"
 #include "phonebook/colPhonebook.h"
 #include "platform/Clock.h"
 #include "platform/Windows1252.h"
 #include "platform/profile/ProfileStore.h"
-#include "shell/Language.h"
-#include "shell/ListItems.h"
-#include "shell/Log_Modul.h"
-#include "shell/UserDialogs.h"
+#include "shell/base/Language.h"
+#include "shell/base/ListItems.h"
+#include "shell/base/Logs.h"
+#include "shell/base/UserDialogs.h"
+#include "shell/base/modPathModify.h"
 
 #include <QDir>
 #include <QFile>

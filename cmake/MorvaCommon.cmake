@@ -22,9 +22,42 @@ elseif(NOT MORVA_SANITIZE STREQUAL "")
     message(FATAL_ERROR "MORVA_SANITIZE must be empty, 'address' or 'thread'")
 endif()
 
-# morva_library(name SOURCES ... LINKS ...): a static library of the project.
+# morva_library(name SOURCES ... LINKS ...): a static library of the project. SOURCES lists its headers
+# too; LINKS every library whose headers it includes, and the external ones it uses.
 function(morva_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     target_link_libraries(${name} PUBLIC morva_common ${ARG_LINKS})
+endfunction()
+
+# The targets defined in a folder and the folders below it.
+function(morva_targets_below dir out)
+    get_property(targets DIRECTORY "${dir}" PROPERTY BUILDSYSTEM_TARGETS)
+    get_property(subdirs DIRECTORY "${dir}" PROPERTY SUBDIRECTORIES)
+    foreach(sub IN LISTS subdirs)
+        morva_targets_below("${sub}" below)
+        list(APPEND targets ${below})
+    endforeach()
+    set(${out} ${targets} PARENT_SCOPE)
+endfunction()
+
+# Writes every library and executable of the build with its folder, its sources and its direct links to
+# `file`, one line each ("target", "sources", "links", fields separated by tabs), for the layering test.
+function(morva_write_targets_file file)
+    morva_targets_below("${PROJECT_SOURCE_DIR}" targets)
+    set(content "binary\t${PROJECT_BINARY_DIR}\n")
+    foreach(target IN LISTS targets)
+        get_target_property(type ${target} TYPE)
+        if(type STREQUAL "INTERFACE_LIBRARY")
+            set(links INTERFACE_LINK_LIBRARIES)
+        elseif(type STREQUAL "STATIC_LIBRARY" OR type STREQUAL "EXECUTABLE")
+            set(links LINK_LIBRARIES)
+        else()
+            continue()
+        endif()
+        string(APPEND content "target\t${target}\t$<TARGET_PROPERTY:${target},SOURCE_DIR>\n"
+               "sources\t$<JOIN:$<TARGET_PROPERTY:${target},SOURCES>,\t>\n"
+               "links\t$<JOIN:$<TARGET_PROPERTY:${target},${links}>,\t>\n")
+    endforeach()
+    file(GENERATE OUTPUT "${file}" CONTENT "${content}")
 endfunction()

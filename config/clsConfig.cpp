@@ -1,7 +1,7 @@
 #include "config/clsConfig.h"
 
 #include "numbers/Num_module.h"
-#include "shell/Language.h"
+#include "shell/base/Language.h"
 
 clsConfig::clsConfig() {
     SetDefaultCAPI();

@@ -1,7 +1,7 @@
 #include "numbers/Num_module.h"
 
 #include "platform/numbers/NumTrans.h"
-#include "shell/Settings.h"
+#include "shell/base/Settings.h"
 
 #include <array>
 

@@ -1,9 +1,9 @@
 #include "phonebook/clsEintrag.h"
 
-#include "lines/sound/modPathModify.h"
 #include "numbers/Num_module.h"
 #include "platform/Windows1252.h"
-#include "shell/Settings.h"
+#include "shell/base/Settings.h"
+#include "shell/base/modPathModify.h"
 
 #include <QDir>
 #include <QtEndian>

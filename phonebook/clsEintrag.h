@@ -5,7 +5,7 @@
 // the characters that the telephone's serial dialect reserves.
 
 #include "phonebook/RecordSource.h"
-#include "shell/ListItems.h"
+#include "shell/base/ListItems.h"
 
 #include <QString>
 #include <QStringList>

@@ -4,10 +4,10 @@
 #include "phonebook/colPhonebook.h"
 #include "platform/Windows1252.h"
 #include "platform/pdbstore/PdbStore.h"
-#include "shell/Language.h"
-#include "shell/Log_Modul.h"
-#include "shell/Settings.h"
-#include "shell/UserDialogs.h"
+#include "shell/base/Language.h"
+#include "shell/base/Logs.h"
+#include "shell/base/Settings.h"
+#include "shell/base/UserDialogs.h"
 
 #include <QDir>
 #include <QFile>
@@ -73,37 +73,38 @@ QStringList listItems(const QString& text, std::vector<qsizetype>& consumed) {
 
 } // namespace
 
-clsPhonebook::clsPhonebook(PhonebookServices& services, const colPhonebook* set)
-    : m_services(services), m_set(set) {}
+clsPhonebook::clsPhonebook(const PhonebookDependencies& deps, PhonebookRunState& state,
+                           const colPhonebook* set)
+    : m_deps(deps), m_state(state), m_set(set) {}
 
 clsPhonebook::~clsPhonebook() {
     DBClose();
 }
 
 QString clsPhonebook::path() const {
-    return m_services.dataFolder + FileName;
+    return m_deps.dataFolder + FileName;
 }
 
 QString clsPhonebook::baseName() const {
-    return m_services.dataFolder + FileName.left(FileName.size() - 4);
+    return m_deps.dataFolder + FileName.left(FileName.size() - 4);
 }
 
 void clsPhonebook::touch() {
-    m_generation = ++m_services.changes;
+    m_generation = ++m_state.changes;
 }
 
 void clsPhonebook::log(const QString& text) const {
-    m_services.logs.Log_Write(text);
+    m_deps.logs.Log_Write(text);
 }
 
 QString clsPhonebook::ErrorText(int32_t code) const {
     QString text;
-    m_services.store.PDB_TranslateError(code, text);
+    m_deps.store.PDB_TranslateError(code, text);
     return CutAtNul(text);
 }
 
 clsEintrag clsPhonebook::NewEintrag() {
-    clsEintrag entry(m_services.settings, m_services.soundFolder ? m_services.soundFolder() : QString());
+    clsEintrag entry(m_deps.settings, m_deps.soundFolder ? m_deps.soundFolder() : QString());
     entry.InPhone = InPhone;
     entry.hDB = this;
     return entry;
@@ -113,16 +114,15 @@ int32_t clsPhonebook::DBCreate(bool deleteFirst) {
     log(QStringLiteral("clsPhonebook DBCreate:") + FileName + QStringLiteral(" Begin"));
     if (deleteFirst)
         DeleteDBFiles(false);
-    const int32_t code = m_services.store.PDB_Create(path(), 1, BookType);
+    const int32_t code = m_deps.store.PDB_Create(path(), 1, BookType);
     if (code != 0)
-        m_services.dialogs.MsgBox(QStringLiteral("Create Database :") + FileName +
-                                  QStringLiteral(" failed!"));
+        m_deps.dialogs.MsgBox(QStringLiteral("Create Database :") + FileName + QStringLiteral(" failed!"));
     touch();
     return code;
 }
 
 void clsPhonebook::PackDatabase() {
-    const int32_t code = m_services.store.PDB_PackDatabase(path());
+    const int32_t code = m_deps.store.PDB_PackDatabase(path());
     if (code != 0)
         log(FileName + QStringLiteral("RepairDB failed") + QLatin1Char(' ') + ErrorText(code));
     touch();
@@ -152,16 +152,16 @@ int32_t clsPhonebook::DBOpen(bool createIndex) {
     if (FileName.trimmed().isEmpty())
         return -1;
     touch();
-    pdb::PdbStore& store = m_services.store;
+    pdb::PdbStore& store = m_deps.store;
     const auto fail = [this](int32_t code) {
         hDB = 0;
         log(QStringLiteral("clsPhonebook DBOpen:") + FileName + QStringLiteral(" End Failed"));
         return code;
     };
 
-    if (m_services.lastRunFailed)
+    if (m_state.lastRunFailed)
         DeleteDBFiles(true);
-    if (m_services.settings.PhoneType == 3 && InPhone != 0)
+    if (m_deps.settings.PhoneType == 3 && InPhone != 0)
         DeleteDBFiles(false);
 
     int32_t code = store.PDB_Open(hDB, path(), BookType);
@@ -171,10 +171,10 @@ int32_t clsPhonebook::DBOpen(bool createIndex) {
         if (code != 0) {
             // A file that is there but cannot be opened is never overwritten; the user learns why.
             if (createIndex)
-                m_services.dialogs.MsgBox(QStringLiteral("Create Database :") + FileName +
-                                              QStringLiteral(" failed!") + QStringLiteral("\n") +
-                                              ErrorText(code == pdb::FileExists ? openCode : code),
-                                          UserDialogs::Buttons::Ok, UserDialogs::Icon::Critical);
+                m_deps.dialogs.MsgBox(QStringLiteral("Create Database :") + FileName +
+                                          QStringLiteral(" failed!") + QStringLiteral("\n") +
+                                          ErrorText(code == pdb::FileExists ? openCode : code),
+                                      UserDialogs::Buttons::Ok, UserDialogs::Icon::Critical);
             return fail(code == pdb::FileExists ? openCode : code);
         }
         code = store.PDB_Open(hDB, path(), BookType);
@@ -185,7 +185,7 @@ int32_t clsPhonebook::DBOpen(bool createIndex) {
     if (IsMacroBook != 1) {
         QString oldText = FileName;
         oldText.replace(QStringLiteral(".dbf"), QStringLiteral(".txt"));
-        const QDir program(m_services.programFolder);
+        const QDir program(m_deps.programFolder);
         if (oldText != FileName && QFileInfo(program.filePath(oldText)).isFile())
             LoadOldTxtFile(program.filePath(oldText));
         QString bare = oldText;
@@ -201,7 +201,7 @@ int32_t clsPhonebook::DBOpen(bool createIndex) {
 
 void clsPhonebook::DBClose() {
     if (hDB != 0) {
-        m_services.store.PDB_Close(hDB);
+        m_deps.store.PDB_Close(hDB);
         touch();
     }
     hDB = 0;
@@ -224,9 +224,9 @@ void clsPhonebook::LoadOldTxtFile(const QString& file) {
     if (!source.open(QIODevice::ReadOnly)) {
         // A file that is gone is no news; any other failure is shown, and the file stays for the next try.
         if (source.exists())
-            m_services.dialogs.MsgBox(m_services.language.LanguageString(600) + QStringLiteral("\r\n") +
-                                          m_services.programFolder + QFileInfo(file).fileName(),
-                                      UserDialogs::Buttons::Ok, UserDialogs::Icon::Critical);
+            m_deps.dialogs.MsgBox(m_deps.language.LanguageString(600) + QStringLiteral("\r\n") +
+                                      m_deps.programFolder + QFileInfo(file).fileName(),
+                                  UserDialogs::Buttons::Ok, UserDialogs::Icon::Critical);
         log(QStringLiteral("clsPhonebook Load:") + file + QStringLiteral(" End Failed"));
         return;
     }
@@ -239,7 +239,7 @@ void clsPhonebook::LoadOldTxtFile(const QString& file) {
     qsizetype total = 0;
     for (qsizetype i = 0; i < items.size(); ++i) {
         total += consumed[size_t(i)];
-        m_services.dialogs.Set_load_stat(int(double(total) / length * 100.0));
+        m_deps.dialogs.Set_load_stat(int(double(total) / length * 100.0));
         const QStringList t = items.at(i).split(QLatin1Char('\t'));
         const auto token = [&t](int n) {
             return n <= t.size() ? t.at(n - 1) : QString();
@@ -266,7 +266,7 @@ std::optional<clsEintrag> clsPhonebook::entryAtPosition(int32_t code) {
 }
 
 std::optional<clsEintrag> clsPhonebook::clsEintragByName(const QString& name) {
-    return entryAtPosition(m_services.store.PDB_Find(hDB, paddedKey(name, NameWidth), 1, 5));
+    return entryAtPosition(m_deps.store.PDB_Find(hDB, paddedKey(name, NameWidth), 1, 5));
 }
 
 std::optional<clsEintrag> clsPhonebook::clsEintragByNumber(const QString& number) {
@@ -274,7 +274,7 @@ std::optional<clsEintrag> clsPhonebook::clsEintragByNumber(const QString& number
     if (head.trimmed().isEmpty())
         return std::nullopt;
     const QString key = paddedKey(head, pdb::NumberKeyWidth);
-    pdb::PdbStore& store = m_services.store;
+    pdb::PdbStore& store = m_deps.store;
     if (BookType == OldDiskBook || BookType == DiskBook)
         return entryAtPosition(store.PDB_FindNumberPHB(hDB, key));
     for (int32_t column : {ColumnNumber, ColumnNumber2, ColumnNumber3})
@@ -284,23 +284,23 @@ std::optional<clsEintrag> clsPhonebook::clsEintragByNumber(const QString& number
 }
 
 std::optional<clsEintrag> clsPhonebook::clsEintragByRecordNr(int32_t recordNumber) {
-    return entryAtPosition(m_services.store.PDB_GetRecord(hDB, recordNumber));
+    return entryAtPosition(m_deps.store.PDB_GetRecord(hDB, recordNumber));
 }
 
 std::optional<clsEintrag> clsPhonebook::clsEintragGetFirst() {
-    return entryAtPosition(m_services.store.PDB_GetFirstRecord(hDB));
+    return entryAtPosition(m_deps.store.PDB_GetFirstRecord(hDB));
 }
 
 std::optional<clsEintrag> clsPhonebook::clsEintragGetNext() {
-    return entryAtPosition(m_services.store.PDB_GetNextRecord(hDB));
+    return entryAtPosition(m_deps.store.PDB_GetNextRecord(hDB));
 }
 
 std::optional<clsEintrag> clsPhonebook::clsEintragByIndexKey(double key) {
-    return entryAtPosition(m_services.store.PDB_FindIndexPHB(hDB, key));
+    return entryAtPosition(m_deps.store.PDB_FindIndexPHB(hDB, key));
 }
 
 double clsPhonebook::NewKey() {
-    const auto last = entryAtPosition(m_services.store.PDB_GetLastRecord(hDB));
+    const auto last = entryAtPosition(m_deps.store.PDB_GetLastRecord(hDB));
     return last ? last->RecordKey : 0;
 }
 
@@ -313,7 +313,7 @@ std::optional<clsEintrag> clsPhonebook::clsEintragByString(const QString& text, 
         flags += 8;
         column = 0;
     }
-    return entryAtPosition(m_services.store.PDB_Find(hDB, text, column, flags));
+    return entryAtPosition(m_deps.store.PDB_Find(hDB, text, column, flags));
 }
 
 bool clsPhonebook::EintragAdd(const QString& name, const QString& adresse, const QString& plz,
@@ -336,28 +336,28 @@ bool clsPhonebook::EintragAdd(const QString& name, const QString& adresse, const
 }
 
 int32_t clsPhonebook::EintragCount() const {
-    return m_services.store.PDB_GetNumRecords(hDB, 0);
+    return m_deps.store.PDB_GetNumRecords(hDB, 0);
 }
 
 int32_t clsPhonebook::EintragRemoveByRecNo(int32_t recordNumber) {
-    if (m_services.store.PDB_GetRecord(hDB, recordNumber) != 0)
+    if (m_deps.store.PDB_GetRecord(hDB, recordNumber) != 0)
         return -1;
     touch();
-    return m_services.store.PDB_DeleteRecord(hDB);
+    return m_deps.store.PDB_DeleteRecord(hDB);
 }
 
 int32_t clsPhonebook::EintragRemoveByName(const QString& name) {
-    if (m_services.store.PDB_Find(hDB, paddedKey(name, NameWidth), 1, 3) != 0)
+    if (m_deps.store.PDB_Find(hDB, paddedKey(name, NameWidth), 1, 3) != 0)
         return -1;
     touch();
-    return m_services.store.PDB_DeleteRecord(hDB) == 0 ? 0 : -2;
+    return m_deps.store.PDB_DeleteRecord(hDB) == 0 ? 0 : -2;
 }
 
 int32_t clsPhonebook::EintragRemoveByKey(double key) {
-    if (m_services.store.PDB_FindIndexPHB(hDB, key) != 0)
+    if (m_deps.store.PDB_FindIndexPHB(hDB, key) != 0)
         return -1;
     touch();
-    return m_services.store.PDB_DeleteRecord(hDB);
+    return m_deps.store.PDB_DeleteRecord(hDB);
 }
 
 int32_t clsPhonebook::EintragRemoveAll() {
@@ -365,7 +365,7 @@ int32_t clsPhonebook::EintragRemoveAll() {
     DeleteDBFiles(false);
     const int32_t code = DBOpen(true);
     if (code != 0)
-        m_services.dialogs.MsgBox(ErrorText(code), UserDialogs::Buttons::Ok, UserDialogs::Icon::Critical);
+        m_deps.dialogs.MsgBox(ErrorText(code), UserDialogs::Buttons::Ok, UserDialogs::Icon::Critical);
     return code;
 }
 
@@ -382,7 +382,7 @@ void clsPhonebook::DisplayInList(ListItems* list, bool detail) {
         return;
     const int remembered = list->Selected() < 0 ? 0 : list->Selected();
     list->Clear();
-    pdb::PdbStore& store = m_services.store;
+    pdb::PdbStore& store = m_deps.store;
     for (int32_t code = store.PDB_GetFirstRecord(hDB); code == 0; code = store.PDB_GetNextRecord(hDB)) {
         clsEintrag entry = NewEintrag();
         if (entry.GetRecord() == 0)
@@ -394,11 +394,11 @@ void clsPhonebook::DisplayInList(ListItems* list, bool detail) {
 
 void clsPhonebook::Delete(const QList<double>& keys, bool noQuestion) {
     if (!noQuestion) {
-        const Language& language = m_services.language;
+        const Language& language = m_deps.language;
         const QString question = language.LanguageString(1183) + QLatin1Char(' ') +
                                  QString::number(keys.size()) + QLatin1Char(' ') +
                                  language.LanguageString(1184);
-        if (m_services.dialogs.MsgBox(question, UserDialogs::Buttons::YesNo, UserDialogs::Icon::Question) !=
+        if (m_deps.dialogs.MsgBox(question, UserDialogs::Buttons::YesNo, UserDialogs::Icon::Question) !=
             UserDialogs::Answer::Yes)
             return;
     }
@@ -409,14 +409,14 @@ void clsPhonebook::Delete(const QList<double>& keys, bool noQuestion) {
 void clsPhonebook::CopyToBook(clsPhonebook* target, const QList<double>* keys, int32_t& flags) {
     if (!target || !keys)
         return;
-    UserDialogs& dialogs = m_services.dialogs;
+    UserDialogs& dialogs = m_deps.dialogs;
     dialogs.ClearCancel();
     enum Choice { Ask, Replace, Keep } choice = Ask;
     clsEintrag work = NewEintrag();
-    const Settings& settings = m_services.settings;
+    const Settings& settings = m_deps.settings;
 
     for (qsizetype i = 0; i < keys->size(); ++i) {
-        if (m_services.store.PDB_FindIndexPHB(hDB, keys->at(i)) != 0) {
+        if (m_deps.store.PDB_FindIndexPHB(hDB, keys->at(i)) != 0) {
             dialogs.MsgBox(QStringLiteral("CopyToBook :Not found!"));
             continue;
         }
@@ -455,8 +455,7 @@ void clsPhonebook::CopyToBook(clsPhonebook* target, const QList<double>* keys, i
             if (flags & CopyAnswerYes) {
                 choice = Replace;
             } else {
-                const QString question =
-                    m_services.language.LanguageString((flags & CopyByName) ? 1195 : 1193);
+                const QString question = m_deps.language.LanguageString((flags & CopyByName) ? 1195 : 1193);
                 switch (dialogs.MsgBox(question, UserDialogs::Buttons::YesNoCancel,
                                        UserDialogs::Icon::Question)) {
                 case UserDialogs::Answer::Yes:
@@ -507,7 +506,7 @@ int clsPhonebook::Präfix(const QString& prefix, const QList<double>& keys, int 
 }
 
 void clsPhonebook::MarkAllChanged(int16_t flag) {
-    pdb::PdbStore& store = m_services.store;
+    pdb::PdbStore& store = m_deps.store;
     const QString text = (flag != 0 ? QStringLiteral("T") : QStringLiteral("N")) + QChar(0);
     touch();
     for (int32_t code = store.PDB_GetFirstRecord(hDB); code == 0; code = store.PDB_GetNextRecord(hDB)) {
@@ -519,13 +518,13 @@ void clsPhonebook::MarkAllChanged(int16_t flag) {
 }
 
 void clsPhonebook::ShowEditWindow(double key, int row) {
-    if (m_services.showEditWindow)
-        m_services.showEditWindow(*this, key, row);
+    if (m_state.showEditWindow)
+        m_state.showEditWindow(*this, key, row);
 }
 
 void clsPhonebook::ShowNewWindow(ListItems* list) {
-    if (m_services.showNewWindow)
-        m_services.showNewWindow(*this, list);
+    if (m_state.showNewWindow)
+        m_state.showNewWindow(*this, list);
 }
 
 bool clsPhonebook::IsNormalHardDiskBook() const {
@@ -533,17 +532,17 @@ bool clsPhonebook::IsNormalHardDiskBook() const {
 }
 
 int32_t clsPhonebook::GoToRecord(double key) {
-    return m_services.store.PDB_FindIndexPHB(hDB, key);
+    return m_deps.store.PDB_FindIndexPHB(hDB, key);
 }
 
 int32_t clsPhonebook::GetRecordPHB(RecordBlock& block) {
-    return m_services.store.PDB_GetRecordPHB(hDB, block.data());
+    return m_deps.store.PDB_GetRecordPHB(hDB, block.data());
 }
 
 int32_t clsPhonebook::PutRecordPHB(const RecordBlock& block) {
     RecordBlock written = block;
     touch();
-    return m_services.store.PDB_PutRecordPHB(hDB, written.data());
+    return m_deps.store.PDB_PutRecordPHB(hDB, written.data());
 }
 
 bool clsPhonebook::KeepsGreetings() const {

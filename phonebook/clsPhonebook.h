@@ -25,9 +25,9 @@ class UserDialogs;
 struct Settings;
 class colPhonebook;
 
-// What every book of a program shares: the store, the settings, the logs, the texts, the dialogs and
-// the folders. colPhonebook owns it.
-struct PhonebookServices {
+// What every book of a program depends on: the store, the settings, the logs, the texts, the dialogs and
+// the folders. Fixed for the books' whole run; built with named fields.
+struct PhonebookDependencies {
     pdb::PdbStore& store;
     const Settings& settings;
     Logs& logs;
@@ -39,13 +39,18 @@ struct PhonebookServices {
     QString programFolder;
     // The sound folder, to which an entry's greeting is kept relative.
     std::function<QString()> soundFolder;
-    // True when the last run ended abnormally: every open rebuilds its indexes.
+};
+
+// What changes while the books run; colPhonebook owns it and every book of the set shares it.
+struct PhonebookRunState {
+    // True when the last run ended abnormally: every open rebuilds its indexes. Set by the start.
     bool lastRunFailed = false;
-    // The entry window (a later window): opened on the entry with a key, or for a new entry.
-    std::function<void(class clsPhonebook& book, double key, int row)> showEditWindow;
-    std::function<void(class clsPhonebook& book, ListItems* list)> showNewWindow;
     // Counts the changes of all books (see clsPhonebook::Generation).
     uint64_t changes = 0;
+    // The entry window (a later window), set by its owner: opened on the entry with a key, or for a new
+    // entry.
+    std::function<void(class clsPhonebook& book, double key, int row)> showEditWindow;
+    std::function<void(class clsPhonebook& book, ListItems* list)> showNewWindow;
 };
 
 class clsPhonebook : public RecordSource {
@@ -56,7 +61,7 @@ public:
     static constexpr int32_t DiskBook = 4;
 
     // `set` is the collection the book belongs to, or null for a book outside it.
-    clsPhonebook(PhonebookServices& services, const colPhonebook* set);
+    clsPhonebook(const PhonebookDependencies& deps, PhonebookRunState& state, const colPhonebook* set);
     ~clsPhonebook() override;
     clsPhonebook(const clsPhonebook&) = delete;
     clsPhonebook& operator=(const clsPhonebook&) = delete;
@@ -141,7 +146,8 @@ private:
     QString baseName() const;
     void deleteFile(const QString& file, const QString& failureText) const;
 
-    PhonebookServices& m_services;
+    const PhonebookDependencies& m_deps;
+    PhonebookRunState& m_state;
     const colPhonebook* m_set;
     uint64_t m_generation = 0;
 };

@@ -3,10 +3,10 @@
 #include "numbers/Num_module.h"
 #include "platform/pdbstore/PdbStore.h"
 #include "platform/profile/ProfileStore.h"
-#include "shell/Language.h"
-#include "shell/Log_Modul.h"
-#include "shell/Settings.h"
-#include "shell/UserDialogs.h"
+#include "shell/base/Language.h"
+#include "shell/base/Logs.h"
+#include "shell/base/Settings.h"
+#include "shell/base/UserDialogs.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -23,19 +23,19 @@ bool isSpecialKey(const QString& key) {
 
 } // namespace
 
-colPhonebook::colPhonebook(PhonebookServices services, ProfileStore& profiles, const QString& iniPath)
-    : Vorwahlen(*this, profiles, iniPath), m_services(std::move(services)), m_profiles(profiles),
-      m_iniPath(iniPath) {}
+colPhonebook::colPhonebook(PhonebookDependencies deps, ProfileStore& profiles, const QString& iniPath)
+    : Vorwahlen(*this, profiles, iniPath), m_deps(std::move(deps)), m_profiles(profiles), m_iniPath(iniPath) {
+}
 
 colPhonebook::~colPhonebook() {
     m_books.clear();
     PhonebookInEurit.reset();
     if (m_storeStarted)
-        m_services.store.PDB_Exit();
+        m_deps.store.PDB_Exit();
 }
 
 clsPhonebook& colPhonebook::Add(const QString& name, const QString& fileName, const QString& key) {
-    auto book = std::make_unique<clsPhonebook>(m_services, this);
+    auto book = std::make_unique<clsPhonebook>(m_deps, m_state, this);
     book->Name = name;
     book->FileName = fileName;
     book->Key = key;
@@ -84,6 +84,19 @@ colPhonebook::Hit colPhonebook::firstHit(const QString& number, bool withGreetin
     return {};
 }
 
+uint64_t colPhonebook::CarriersGeneration() const {
+    const clsPhonebook* macro = Item(QStringLiteral("MACRO"));
+    return macro ? macro->Generation() : 0;
+}
+
+std::vector<Carrier> colPhonebook::ReadCarriers() const {
+    std::vector<Carrier> carriers;
+    if (clsPhonebook* macro = Item(QStringLiteral("MACRO")))
+        for (auto entry = macro->clsEintragGetFirst(); entry; entry = macro->clsEintragGetNext())
+            carriers.push_back({entry->Number(), entry->Name(), entry->RecordKey});
+    return carriers;
+}
+
 QString colPhonebook::withoutCarrier(const QString& number) const {
     QString carrier;
     return Vorwahlen.StripCarrierPrefix(number.trimmed(), carrier);
@@ -97,7 +110,7 @@ void colPhonebook::ShowEditWindowFree(const QString& number) {
 
 QString colPhonebook::TranslateNumber(const QString& number, int addArea, int addToNew, QString& detail,
                                       QString& greeting) {
-    const Settings& settings = m_services.settings;
+    const Settings& settings = m_deps.settings;
     const QString received = withoutCarrier(number);
     const QString wanted = addArea == 1 ? AddAreaCode(settings, received) : received;
 
@@ -128,13 +141,13 @@ QString colPhonebook::TranslateNumber(const QString& number, int addArea, int ad
 QString colPhonebook::GetAnsage(const QString& number, int addArea) {
     // No carrier code is cut off here: the greeting belongs to the number as the call brought it.
     const QString trimmed = number.trimmed();
-    const Hit hit = firstHit(addArea == 1 ? AddAreaCode(m_services.settings, trimmed) : trimmed, true);
+    const Hit hit = firstHit(addArea == 1 ? AddAreaCode(m_deps.settings, trimmed) : trimmed, true);
     return hit.book ? hit.entry->Ansage() : QString();
 }
 
 bool colPhonebook::NumberExists(const QString& number, int addArea) {
     const QString received = withoutCarrier(number);
-    return firstHit(addArea == 1 ? AddAreaCode(m_services.settings, received) : received).book != nullptr;
+    return firstHit(addArea == 1 ? AddAreaCode(m_deps.settings, received) : received).book != nullptr;
 }
 
 bool colPhonebook::ChangeEntry(const QString& number, const QString& name, const QString& address,
@@ -157,7 +170,7 @@ bool colPhonebook::ChangeEntry(const QString& number, const QString& name, const
     };
     // Book 1 mirrors the telephone, whose numbers carry the outside-line prefix.
     if (clsPhonebook* first = Item(1))
-        update(*first, OutsideLinePrefix(m_services.settings, wanted, 1));
+        update(*first, OutsideLinePrefix(m_deps.settings, wanted, 1));
     for (int i = 2; i <= Count(); ++i)
         update(*Item(i), wanted);
     return changed;
@@ -166,7 +179,7 @@ bool colPhonebook::ChangeEntry(const QString& number, const QString& name, const
 QString colPhonebook::GetNewFileName() const {
     for (int n = 1;; ++n) {
         const QString name = QStringLiteral("Phb%1.dbf").arg(n);
-        if (!QFileInfo::exists(m_services.dataFolder + name))
+        if (!QFileInfo::exists(m_deps.dataFolder + name))
             return name;
     }
 }
@@ -205,14 +218,14 @@ void colPhonebook::openDiskBook(clsPhonebook& book, bool createIndex) {
 }
 
 void colPhonebook::Phonebooks_create() {
-    Logs& logs = m_services.logs;
-    const Language& language = m_services.language;
-    QDir().mkpath(m_services.dataFolder);
+    Logs& logs = m_deps.logs;
+    const Language& language = m_deps.language;
+    QDir().mkpath(m_deps.dataFolder);
     logs.Log_Write(QStringLiteral("Phonebooks_create Begin"));
     try {
         if (!m_storeStarted)
-            m_storeStarted = m_services.store.PDB_Init() == pdb::Ok;
-        PhonebookInEurit = std::make_unique<clsPhonebook>(m_services, nullptr);
+            m_storeStarted = m_deps.store.PDB_Init() == pdb::Ok;
+        PhonebookInEurit = std::make_unique<clsPhonebook>(m_deps, m_state, nullptr);
         PhonebookInEurit->Name = QStringLiteral("InEurit");
         PhonebookInEurit->FileName = QStringLiteral("PhbInEurit.dbf");
         PhonebookInEurit->InPhone = 1;
@@ -221,7 +234,7 @@ void colPhonebook::Phonebooks_create() {
             m_profiles.GetPrivateProfileInt(PhoneBookSection, QStringLiteral("Anzahl"), 0, m_iniPath);
         int step = 0;
         const auto advance = [&] {
-            m_services.dialogs.Set_load_stat(++step * 100 / (count + 1));
+            m_deps.dialogs.Set_load_stat(++step * 100 / (count + 1));
         };
 
         clsPhonebook& telephone =
@@ -240,7 +253,7 @@ void colPhonebook::Phonebooks_create() {
             if (file.trimmed().isEmpty())
                 continue;
             const bool oldText = file.endsWith(QLatin1String(".txt"), Qt::CaseInsensitive);
-            if (!QFileInfo::exists(m_services.dataFolder + file) && !oldText)
+            if (!QFileInfo::exists(m_deps.dataFolder + file) && !oldText)
                 continue;
             if (oldText)
                 file = file.left(file.size() - 4) + QStringLiteral(".dbf");
@@ -273,7 +286,7 @@ void colPhonebook::Phonebooks_create() {
                                              QStringLiteral("macros.dbf"),    QStringLiteral("phbnew.dbf"),
                                              QStringLiteral("phbquick.dbf"),  QStringLiteral("phbeurit.dbf"),
                                              QStringLiteral("phbineurit.dbf")};
-        QDir folder(m_services.dataFolder);
+        QDir folder(m_deps.dataFolder);
         folder.setNameFilters({QStringLiteral("*.dbf")});
         folder.setFilter(QDir::Files);
         folder.setSorting(QDir::Name | QDir::IgnoreCase);
@@ -328,6 +341,6 @@ void colPhonebook::Phonebooks_destroy() {
     m_books.clear();
     PhonebookInEurit.reset();
     if (m_storeStarted)
-        m_services.store.PDB_Exit();
+        m_deps.store.PDB_Exit();
     m_storeStarted = false;
 }

@@ -6,8 +6,8 @@
 // folder, and written back at the end. PhonebookInEurit, the last state read from the telephone, is a
 // book outside the set.
 
+#include "numbers/modVorwahlen.h"
 #include "phonebook/clsPhonebook.h"
-#include "phonebook/modVorwahlen.h"
 
 #include <QString>
 
@@ -17,15 +17,15 @@
 
 class ProfileStore;
 
-class colPhonebook {
+class colPhonebook : public CarrierSource {
 public:
     // `iniPath` is the settings file that holds section PhoneBook and section Provider.
-    colPhonebook(PhonebookServices services, ProfileStore& profiles, const QString& iniPath);
-    ~colPhonebook();
+    colPhonebook(PhonebookDependencies deps, ProfileStore& profiles, const QString& iniPath);
+    ~colPhonebook() override;
     colPhonebook(const colPhonebook&) = delete;
     colPhonebook& operator=(const colPhonebook&) = delete;
 
-    PhonebookServices& services() { return m_services; }
+    PhonebookRunState& state() { return m_state; }
 
     // Appends a book; an empty key adds it without key.
     clsPhonebook& Add(const QString& name, const QString& fileName, const QString& key);
@@ -69,6 +69,9 @@ public:
     std::unique_ptr<clsPhonebook> PhonebookInEurit;
     // The carriers of the macro book.
     modVorwahlen Vorwahlen;
+    // CarrierSource: the entries of the macro book, stamped by its generation.
+    uint64_t CarriersGeneration() const override;
+    std::vector<Carrier> ReadCarriers() const override;
     // Starts a directory lookup of a number that no book knows (a later part); none by default.
     std::function<void(const QString& number)> LookupNumber;
 
@@ -84,7 +87,8 @@ private:
     clsPhonebook* findByKey(const QString& key) const;
     void openDiskBook(clsPhonebook& book, bool createIndex);
 
-    PhonebookServices m_services;
+    PhonebookDependencies m_deps;
+    PhonebookRunState m_state;
     ProfileStore& m_profiles;
     QString m_iniPath;
     std::vector<std::unique_ptr<clsPhonebook>> m_books;

@@ -35,6 +35,7 @@ cmake --build build/asan -j "$jobs"
 
 echo "== Thread sanitizer: the line hand-over"
 configure build/tsan -DMORVA_SANITIZE=thread
-cmake --build build/tsan -j "$jobs" --target handover_tests capi_tests capilink_tests voice_tests exchange_tests
+cmake --build build/tsan -j "$jobs" --target handover_tests capi_tests capilink_tests capi_program_tests voice_tests \
+    exchange_tests
 (cd build/tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 setarch "$(uname -m)" -R \
     ctest --output-on-failure -j "$jobs" -R '^(Handover|CtiEvent|CtiExit|AlertDecision|IncomingCall|OutgoingCall|Capi[A-Za-z]*|JitterBuffer)\.')

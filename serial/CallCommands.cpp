@@ -1,17 +1,17 @@
 #include "serial/CallCommands.h"
 
 #include "config/clsConfig.h"
-#include "lines/capi/modCti.h"
+#include "lines/capi/CtiBinding.h"
 #include "numbers/Num_module.h"
-#include "phonebook/modVorwahlen.h"
-#include "shell/Eurit30.h"
-#include "shell/Settings.h"
+#include "numbers/modVorwahlen.h"
+#include "shell/base/CallRecord.h"
+#include "shell/base/Settings.h"
 
-CallCommands::CallCommands(const Settings& settings, Eurit30& call, CtiBinding& line,
+CallCommands::CallCommands(const Settings& settings, CallRecord& call, CallDisplay& display, CtiBinding& line,
                            const colConfig& configs, modVorwahlen& carriers,
                            std::function<void(const QString&)> showMessage)
-    : m_settings(settings), m_call(call), m_line(line), m_configs(configs), m_carriers(carriers),
-      m_showMessage(std::move(showMessage)) {}
+    : m_settings(settings), m_call(call), m_display(display), m_line(line), m_configs(configs),
+      m_carriers(carriers), m_showMessage(std::move(showMessage)) {}
 
 void CallCommands::report(const QString& what, int32_t result) {
     if (result < 0 && m_showMessage)
@@ -22,10 +22,10 @@ void CallCommands::Eurit_Dial(const QString& typed) {
     QString number = typed.trimmed().toUpper();
     number.remove(QLatin1Char('-'));
     number.remove(QLatin1Char('/'));
-    m_call.RememberNumber(number);
+    m_display.RememberNumber(number);
     number = m_carriers.ApplyCarrier(number);
 
-    m_call.Eurit_ResetCall();
+    m_display.Eurit_ResetCall();
     m_call.CallNumber = number.trimmed();
     const QString lineNumber = OutsideLinePrefix(m_settings, m_call.CallNumber, 1);
 
@@ -38,7 +38,7 @@ void CallCommands::Eurit_Dial(const QString& typed) {
         result = cti->CtiConnect();
     }
     report(QStringLiteral("CtiConnect"), result);
-    m_call.Eurit_ShowCallFields(MaskAll);
+    m_display.Eurit_ShowCallFields(MaskAll);
 }
 
 void CallCommands::Eurit_Answer() {

@@ -9,7 +9,8 @@
 #include <functional>
 
 struct Settings;
-class Eurit30;
+struct CallRecord;
+class CallDisplay;
 class CtiBinding;
 class colConfig;
 class modVorwahlen;
@@ -17,8 +18,9 @@ class modVorwahlen;
 class CallCommands {
 public:
     // `showMessage` shows a failure to the user (a message box in the window).
-    CallCommands(const Settings& settings, Eurit30& call, CtiBinding& line, const colConfig& configs,
-                 modVorwahlen& carriers, std::function<void(const QString&)> showMessage);
+    CallCommands(const Settings& settings, CallRecord& call, CallDisplay& display, CtiBinding& line,
+                 const colConfig& configs, modVorwahlen& carriers,
+                 std::function<void(const QString&)> showMessage);
 
     void Eurit_Dial(const QString& number);
     void Eurit_Answer();
@@ -33,7 +35,8 @@ private:
     void report(const QString& what, int32_t result);
 
     const Settings& m_settings;
-    Eurit30& m_call;
+    CallRecord& m_call;
+    CallDisplay& m_display;
     CtiBinding& m_line;
     const colConfig& m_configs;
     modVorwahlen& m_carriers;

@@ -25,17 +25,17 @@ QString MainLifecycle::VersionText() const {
 }
 
 void MainLifecycle::step(const char* line) {
-    m_program.logs.Log_Write(QString::fromLatin1(line));
+    m_program.logs().Log_Write(QString::fromLatin1(line));
 }
 
 int MainLifecycle::iniInt(const char* section, const char* key, int defaultValue) const {
-    return m_program.profiles.GetPrivateProfileInt(QLatin1String(section), QLatin1String(key), defaultValue,
-                                                   m_program.iniPath());
+    return m_program.profiles().GetPrivateProfileInt(QLatin1String(section), QLatin1String(key), defaultValue,
+                                                     m_program.iniPath());
 }
 
 void MainLifecycle::writeIni(const char* section, const char* key, const QString& value) {
-    m_program.profiles.WritePrivateProfileString(QLatin1String(section), QLatin1String(key), value,
-                                                 m_program.iniPath());
+    m_program.profiles().WritePrivateProfileString(QLatin1String(section), QLatin1String(key), value,
+                                                   m_program.iniPath());
 }
 
 MainLifecycle::StartResult MainLifecycle::Form_Load() {
@@ -72,14 +72,14 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
 
     // 11: the CAPI test program is offered once: run and waited for if it is there.
     if (iniInt(Setup, "CapiChecked", 0) == 0) {
-        const QString capitest = QDir(m_program.dataDir).filePath(QStringLiteral("capitest"));
+        const QString capitest = QDir(m_program.dataDir()).filePath(QStringLiteral("capitest"));
         if (QFileInfo(capitest).isExecutable())
             QProcess::execute(capitest, {});
         writeIni(Setup, "CapiChecked", QStringLiteral("1"));
     }
 
     // 12: there is no TAPI on this system.
-    m_program.settings.UseTapi = 0;
+    m_program.settings().UseTapi = 0;
 
     // 13-15
     step("Main Form_Load:ClipboardInit");
@@ -87,11 +87,11 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
 
     // 16: the stores and engines, then the line; the event timer from CtiInit on.
     step("Main Form_Load:Phonebooks_create");
-    m_program.Phonebooks.services().lastRunFailed = m_bLastRunFailed;
-    m_program.Phonebooks.Phonebooks_create();
-    m_program.Phonebooks.Vorwahlen.LoadCarriers();
-    m_program.callLog.SEZGDBOpen();
-    if (!m_program.cti.CtiInit())
+    m_program.Phonebooks().state().lastRunFailed = m_bLastRunFailed;
+    m_program.Phonebooks().Phonebooks_create();
+    m_program.Phonebooks().Vorwahlen.LoadCarriers();
+    m_program.callLog().SEZGDBOpen();
+    if (!m_program.cti().CtiInit())
         return StartResult::LineFailed;
     m_host.setEventTimer(true);
 
@@ -107,13 +107,13 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
 
     // 19: the line's channel; the first state shown runs the action rules once.
     step("Main Form_Load:Eurit Init");
-    if (!m_program.cti.CtiRegisterChannel())
+    if (!m_program.cti().CtiRegisterChannel())
         return StartResult::LineFailed;
-    m_program.call.Eurit_ShowCallState(-1);
+    m_program.call().Eurit_ShowCallState(-1);
 
     step("Main Form_Load:Monitor Tray");
     step("Main Form_Load:Tabstrip_click");
-    m_program.callLog.ShowRecentNewCalls(m_program.lvListAnrufe);
+    m_program.callLog().ShowRecentNewCalls(m_program.lvListAnrufe());
     step("Main Form_Load:Language");
     m_host.applyLanguage();
     step("Main Form_Load:Show");
@@ -121,9 +121,9 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     step("Main Form_Load:Unload Start");
     m_host.closeSplash();
     step("Main Form_Load:Init");
-    m_program.call.Init();
+    m_program.call().Init();
     // Every book of this start has seen the abnormal end; the next opens keep their indexes.
-    m_program.Phonebooks.services().lastRunFailed = false;
+    m_program.Phonebooks().state().lastRunFailed = false;
     step("Main Form_Load: Finished");
     m_bLastRunFailed = false;
     m_bLoading = false;
@@ -170,7 +170,7 @@ bool MainLifecycle::Form_QueryUnload() {
     }
     m_host.setWaitCursor(true);
     // What the stop writes into Morva.ini reaches the disk in one piece, with the run flag at 0.
-    ProfileBatch batch(m_program.profiles, m_program.iniPath());
+    ProfileBatch batch(m_program.profiles(), m_program.iniPath());
     if (m_host.normalState()) {
         step("Main Form_QueryUnload: Save WindowPos");
         saveWindowPosition();
@@ -194,13 +194,13 @@ bool MainLifecycle::Form_QueryUnload() {
         m_host.showMessage(QStringLiteral("Kann Registry Key nicht anlegen!"));
     step("Main Form_QueryUnload: HotKey Exit");
     step("Main Form_QueryUnload: Vorwahl Exit");
-    m_program.Phonebooks.Vorwahlen.SaveCarriers();
+    m_program.Phonebooks().Vorwahlen.SaveCarriers();
     step("Main Form_QueryUnload: Twix Exit");
     step("Main Form_QueryUnload: Phonebooks_destroy");
-    m_program.Phonebooks.Phonebooks_destroy();
+    m_program.Phonebooks().Phonebooks_destroy();
     step("Main Form_QueryUnload: Konfig_destroy");
     step("Main Form_QueryUnload: SEZGDB_Exit");
-    m_program.callLog.SEZGDBClose();
+    m_program.callLog().SEZGDBClose();
     step("Main Form_QueryUnload: Zeitsteuerung_Destroy");
     step("Main Form_QueryUnload: DeleteIcon");
     step("Main Form_QueryUnload: End .");

@@ -1,50 +1,69 @@
 #include "shell/Program.h"
 
-#include "platform/capilink/CtiLibrary.h"
+#include "platform/cti/CtiLibrary.h"
+
 #include <QCoreApplication>
 #include <QDir>
 
-Program::Program(const Clock& clock_, std::unique_ptr<CtiLibrary> line_, const QString& dataDir_)
-    : clock(clock_), dataDir(dataDir_), registry(profiles, RegistryPath(dataDir_)),
-      logs(clock_, settings, dataDir_), dialogs(logs), Konfigurationen(language),
-      Phonebooks(PhonebookServices{store, settings, logs, language, dialogs,
-                                   QDir(dataDir_).filePath(QStringLiteral("Data")) + QLatin1Char('/'),
-                                   dataDir_, [this] { return sound.DefaultSoundPath; }, false, nullptr,
-                                   nullptr, 0},
-                 profiles, IniPath(dataDir_)),
-      callLog(CallLogServices{store, clock_, settings, logs, language, dialogs, Phonebooks, Konfigurationen,
-                              profiles, IniPath(dataDir_), dataDir_,
-                              [this] {
-                                  return sound.DefaultSoundPath;
-                              }}),
-      actions(settings),
-      settingsStore(profiles, registry, IniPath(dataDir_), settings, lastNumbers, actions, language),
-      sound(dataDir_),
-      call(clock_, settings, language, Konfigurationen, Phonebooks, callLog, actions, lastNumbers),
-      line(std::move(line_)),
-      cti(*line, clock_, settings, logs, call, Konfigurationen, sound, machine, dataDir_),
-      commands(settings, call, cti, Konfigurationen, Phonebooks.Vorwahlen, nullptr) {
-    profiles.problemReport = [this](const QString& text) {
-        logs.Log_Write(text);
+Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir)
+    : m_dataDir(dataDir), m_registry(m_profiles, RegistryPath(dataDir)), m_logs(clock, m_settings, dataDir),
+      m_dialogs(m_logs), m_Konfigurationen(m_language),
+      m_Phonebooks(PhonebookDependencies{.store = m_store,
+                                         .settings = m_settings,
+                                         .logs = m_logs,
+                                         .language = m_language,
+                                         .dialogs = m_dialogs,
+                                         .dataFolder = QDir(dataDir).filePath(QStringLiteral("Data")) +
+                                                       QLatin1Char('/'),
+                                         .programFolder = dataDir,
+                                         .soundFolder =
+                                             [this] {
+                                                 return m_sound.DefaultSoundPath;
+                                             }},
+                   m_profiles, IniPath(dataDir)),
+      m_callLog(CallLogServices{.store = m_store,
+                                .clock = clock,
+                                .settings = m_settings,
+                                .logs = m_logs,
+                                .language = m_language,
+                                .dialogs = m_dialogs,
+                                .phonebooks = m_Phonebooks,
+                                .configs = m_Konfigurationen,
+                                .profiles = m_profiles,
+                                .iniPath = IniPath(dataDir),
+                                .programFolder = dataDir,
+                                .soundFolder =
+                                    [this] {
+                                        return m_sound.DefaultSoundPath;
+                                    }}),
+      m_actions(m_settings), m_settingsStore(m_profiles, m_registry, IniPath(dataDir), m_settings,
+                                             m_lastNumbers, m_actions, m_language),
+      m_sound(dataDir), m_call(clock, m_settings, m_language, m_Konfigurationen, m_Phonebooks, m_callLog,
+                               m_actions, m_lastNumbers),
+      m_line(std::move(line)), m_cti(*m_line, clock, m_settings, m_logs, m_call, m_call, m_Konfigurationen,
+                                     m_sound, m_machine, dataDir),
+      m_commands(m_settings, m_call, m_call, m_cti, m_Konfigurationen, m_Phonebooks.Vorwahlen, nullptr) {
+    m_profiles.problemReport = [this](const QString& text) {
+        m_logs.Log_Write(text);
     };
-    lvListAnrufe.setObjectName(QStringLiteral("lvListAnrufe"));
-    actions.markNumberSeen = [this](const QString& number) {
-        callLog.SEZGMarkNumberSeen(number, lvListAnrufe);
+    m_lvListAnrufe.setObjectName(QStringLiteral("lvListAnrufe"));
+    m_actions.markNumberSeen = [this](const QString& number) {
+        m_callLog.SEZGMarkNumberSeen(number, m_lvListAnrufe);
     };
-    QObject::connect(&call, &Eurit30::callsListRefreshRequested, &call,
-                     [this] { callLog.ShowRecentNewCalls(lvListAnrufe); });
+    QObject::connect(&m_call, &Eurit30::callsListRefreshRequested, &m_call,
+                     [this] { m_callLog.ShowRecentNewCalls(m_lvListAnrufe); });
 }
 
 void Program::loadSettings() {
-    settingsStore.Eurit_Cfg_load();
+    m_settingsStore.Eurit_Cfg_load();
 }
 
 bool Program::saveSettings() {
-    return settingsStore.Eurit_Cfg_save(QCoreApplication::applicationFilePath(),
-                                        QStringLiteral("%1.%2.%3")
-                                            .arg(MORVA_VERSION_MAJOR)
-                                            .arg(MORVA_VERSION_MINOR)
-                                            .arg(MORVA_VERSION_PATCH));
+    return m_settingsStore.Eurit_Cfg_save(QCoreApplication::applicationFilePath(),
+                                          QStringLiteral("%1.%2.%3")
+                                              .arg(MORVA_VERSION_MAJOR)
+                                              .arg(MORVA_VERSION_MINOR)
+                                              .arg(MORVA_VERSION_PATCH));
 }
 
 QString Program::RegistryPath(const QString& dataDir) {
@@ -60,19 +79,24 @@ Program::~Program() {
 }
 
 bool Program::startLine() {
-    return cti.CtiInit() && cti.CtiRegisterChannel();
+    return m_cti.CtiInit() && m_cti.CtiRegisterChannel();
 }
 
 void Program::stopLine() {
-    if (cti.channel())
-        cti.CtiExit();
+    if (m_cti.channel())
+        m_cti.CtiExit();
+}
+
+bool Program::lineRegistered() const {
+    const clsCti* channel = m_cti.channel();
+    return channel && channel->lngCtiId != -1;
 }
 
 void Program::eventTick() {
-    cti.CtiEventPump();
-    machine.ABTick();
+    m_cti.CtiEventPump();
+    m_machine.ABTick();
 }
 
 void Program::clockTick() {
-    call.Eurit_UpdateCallClock();
+    m_call.Eurit_UpdateCallClock();
 }

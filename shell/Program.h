@@ -1,27 +1,28 @@
 #pragma once
 
 // The application object: it owns the program's whole state, from the settings to the ISDN line, and
-// wires the parts together. The main window shows it and drives its timers; a test builds a fresh
-// Program in-process, with a stand-in line and a manual clock, as often as it likes.
+// wires the parts together. The windows' owner (ProgramWindows) shows it and drives its timers; a test
+// builds a fresh Program in-process, with a stand-in line and a manual clock, as often as it likes.
 
 #include "automation/ActionRules.h"
 #include "calllog/modEZGDB.h"
 #include "config/clsConfig.h"
-#include "lines/answering/modAB.h"
-#include "lines/capi/modCti.h"
-#include "lines/sound/modFdSound.h"
+#include "lines/answering/AnsweringMachine.h"
+#include "lines/capi/CtiBinding.h"
+#include "lines/sound/SoundEngine.h"
 #include "numbers/Num_module.h"
 #include "phonebook/colPhonebook.h"
 #include "platform/pdbstore/PdbStore.h"
 #include "platform/profile/ProfileStore.h"
-#include "platform/profile/modRegSet.h"
+#include "platform/profile/RegistryFile.h"
 #include "serial/CallCommands.h"
-#include "shell/Eurit30.h"
-#include "shell/Language.h"
-#include "shell/Log_Modul.h"
-#include "shell/Settings.h"
-#include "shell/SettingsStore.h"
-#include "shell/UserDialogs.h"
+#include "shell/base/Language.h"
+#include "shell/base/ListItems.h"
+#include "shell/base/Logs.h"
+#include "shell/base/Settings.h"
+#include "shell/base/UserDialogs.h"
+#include "shell/call/Eurit30.h"
+#include "shell/call/SettingsStore.h"
 
 #include <QString>
 
@@ -36,17 +37,22 @@ public:
     // `line` the ISDN line library.
     Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir);
     ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
 
     // Starts the ISDN line: CtiInit, then the registration of channel 0. False when the line cannot
     // start; `fatalMessage` says why, and the program must end.
     bool startLine();
     // Stops the line: what is left in the event queue is taken, then the library ends.
     void stopLine();
-    QString fatalMessage() const { return cti.fatalMessage(); }
+    QString fatalMessage() const { return m_cti.fatalMessage(); }
+    // Whether channel 0 is registered with the line library (the status bar's line state).
+    bool lineRegistered() const;
     // The program's settings file in a data folder, and the file of the values once kept in the registry.
     static QString IniPath(const QString& dataDir);
     static QString RegistryPath(const QString& dataDir);
-    QString iniPath() const { return settingsStore.iniPath(); }
+    QString iniPath() const { return m_settingsStore.iniPath(); }
+    const QString& dataDir() const { return m_dataDir; }
 
     // Reads the settings (Eurit_Cfg_load); a garbled file is reported to debug.txt and read as empty.
     void loadSettings();
@@ -58,27 +64,47 @@ public:
     // One tick of the 1000 ms timer: the call clock.
     void clockTick();
 
-    const Clock& clock;
-    const QString dataDir;
-    ProfileStore profiles;
-    RegistryFile registry;
-    Settings settings;
-    Language language;
-    Logs logs;
-    UserDialogs dialogs;
-    pdb::PdbStore store;
-    colConfig Konfigurationen;
-    colPhonebook Phonebooks;
-    modEZGDB callLog;
+    // The parts, for the start and the stop, the windows' owner and tests.
+    ProfileStore& profiles() { return m_profiles; }
+    Settings& settings() { return m_settings; }
+    const Language& language() const { return m_language; }
+    Language& language() { return m_language; }
+    Logs& logs() { return m_logs; }
+    UserDialogs& dialogs() { return m_dialogs; }
+    pdb::PdbStore& store() { return m_store; }
+    colConfig& Konfigurationen() { return m_Konfigurationen; }
+    colPhonebook& Phonebooks() { return m_Phonebooks; }
+    modEZGDB& callLog() { return m_callLog; }
     // The main window's list of new calls (its tab "LOG"): rows of the call log, tagged by record number.
-    ListItems lvListAnrufe;
-    LastNumbers lastNumbers;
-    ActionRules actions;
-    SettingsStore settingsStore;
-    SoundEngine sound;
-    AnsweringMachine machine;
-    Eurit30 call;
-    std::unique_ptr<CtiLibrary> line;
-    CtiBinding cti;
-    CallCommands commands;
+    ListItems& lvListAnrufe() { return m_lvListAnrufe; }
+    LastNumbers& lastNumbers() { return m_lastNumbers; }
+    ActionRules& actions() { return m_actions; }
+    SoundEngine& sound() { return m_sound; }
+    Eurit30& call() { return m_call; }
+    CtiLibrary& line() { return *m_line; }
+    CtiBinding& cti() { return m_cti; }
+    CallCommands& commands() { return m_commands; }
+
+private:
+    const QString m_dataDir;
+    ProfileStore m_profiles;
+    RegistryFile m_registry;
+    Settings m_settings;
+    Language m_language;
+    Logs m_logs;
+    UserDialogs m_dialogs;
+    pdb::PdbStore m_store;
+    colConfig m_Konfigurationen;
+    colPhonebook m_Phonebooks;
+    modEZGDB m_callLog;
+    ListItems m_lvListAnrufe;
+    LastNumbers m_lastNumbers;
+    ActionRules m_actions;
+    SettingsStore m_settingsStore;
+    SoundEngine m_sound;
+    AnsweringMachine m_machine;
+    Eurit30 m_call;
+    std::unique_ptr<CtiLibrary> m_line;
+    CtiBinding m_cti;
+    CallCommands m_commands;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/capilink/CtiRecords.h"
+#include "platform/cti/CtiRecords.h"
 
 #include <array>
 #include <atomic>

@@ -1,25 +1,26 @@
 #include "lines/capi/clsCti.h"
 
 #include "config/clsConfig.h"
-#include "lines/answering/modAB.h"
+#include "lines/answering/AnsweringMachine.h"
 #include "lines/capi/modCtiDef.h"
-#include "lines/sound/modFdSound.h"
+#include "lines/sound/SoundEngine.h"
 #include "numbers/Num_module.h"
 #include "platform/Clock.h"
-#include "shell/Eurit30.h"
-#include "shell/Log_Modul.h"
-#include "shell/Settings.h"
+#include "shell/base/CallRecord.h"
+#include "shell/base/Logs.h"
+#include "shell/base/Settings.h"
 
-clsCti::clsCti(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs, Eurit30& call,
-               const colConfig& configs, SoundEngine& sound, AnsweringMachine& machine)
+clsCti::clsCti(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs,
+               CallRecord& call, CallDisplay& display, const colConfig& configs, SoundEngine& sound,
+               AnsweringMachine& machine)
     : m_library(library), m_clock(clock), m_settings(settings), m_logs(logs), m_call(call),
-      m_configs(configs), m_sound(sound), m_machine(machine) {}
+      m_display(display), m_configs(configs), m_sound(sound), m_machine(machine) {}
 
 void clsCti::setABMithören(bool on) {
     m_intABMithören = on;
     if (lngABState == 0)
         return;
-    m_call.Me_Set_Status();
+    m_display.Me_Set_Status();
     if (on) {
         m_sound.SoundPlayStop();
         CtiSndOutStart();
@@ -69,10 +70,10 @@ void clsCti::fktCallback() {
         m_logs.Log_Write(QStringLiteral("clsCti: %1 of another call ignored").arg(event.stateName));
     } else if (event.stateName == QLatin1String(StateConnected)) {
         onConnected();
-        m_call.Eurit_ShowCallState(MaskAll);
+        m_display.Eurit_ShowCallState(MaskAll);
     } else if (event.stateName == QLatin1String(StateDisconnected)) {
         onDisconnected();
-        m_call.Eurit_ShowCallState(MaskAll);
+        m_display.Eurit_ShowCallState(MaskAll);
     }
 }
 
@@ -94,7 +95,7 @@ void clsCti::onConnectPending() {
         dateRingStart = m_clock.now();
         CtiIcaSetConfig();
     }
-    m_call.Eurit_ShowCallState(MaskAll);
+    m_display.Eurit_ShowCallState(MaskAll);
 }
 
 void clsCti::onConnected() {
@@ -137,7 +138,7 @@ void clsCti::finishCallPart() {
     m_call.CallSoundFile = (!strRecordFile.isEmpty() && intRecording != 0)
                                ? m_sound.SoundRelativePath(strRecordFile)
                                : QString();
-    m_call.Eurit_CallFinished();
+    m_display.Eurit_CallFinished();
 }
 
 void clsCti::onDisconnected() {
@@ -181,7 +182,7 @@ int32_t clsCti::CtiABÜbernahme() {
     m_sound.SoundPlayStop();
     CtiSndInStart();
     CtiSndOutStart();
-    m_call.Eurit_ShowCallState(MaskAll);
+    m_display.Eurit_ShowCallState(MaskAll);
     return result;
 }
 

@@ -4,8 +4,8 @@
 // to the line library, takes the library's events over from the queue, and drives the shared call
 // record: the ring sound, the answer, the voice path between line and sound card, the call log entry.
 
-#include "platform/capilink/CtiLibrary.h"
-#include "platform/capilink/CtiRecords.h"
+#include "platform/cti/CtiLibrary.h"
+#include "platform/cti/CtiRecords.h"
 
 #include <QDateTime>
 #include <QString>
@@ -17,7 +17,8 @@
 class Clock;
 struct Settings;
 class Logs;
-class Eurit30;
+struct CallRecord;
+class CallDisplay;
 class colConfig;
 class SoundEngine;
 class AnsweringMachine;
@@ -29,8 +30,8 @@ inline constexpr char StateDisconnected[] = "Disconnected";
 
 class clsCti {
 public:
-    clsCti(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs, Eurit30& call,
-           const colConfig& configs, SoundEngine& sound, AnsweringMachine& machine);
+    clsCti(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs, CallRecord& call,
+           CallDisplay& display, const colConfig& configs, SoundEngine& sound, AnsweringMachine& machine);
 
     // Fields read and written by the program. Those marked atomic are also touched on the line
     // library's thread (the alert decision, the file-end report, the channel lookup).
@@ -123,7 +124,8 @@ private:
     const Clock& m_clock;
     const Settings& m_settings;
     Logs& m_logs;
-    Eurit30& m_call;
+    CallRecord& m_call;
+    CallDisplay& m_display;
     const colConfig& m_configs;
     SoundEngine& m_sound;
     AnsweringMachine& m_machine;

@@ -1,7 +1,7 @@
 #include "platform/capilink/CapiLink.h"
 
-#include "platform/capilink/CapiMessage.h"
 #include "platform/capilink/LineVoice.h"
+#include "platform/cti/CapiMessage.h"
 
 #include <QDateTime>
 #include <QFile>

@@ -10,7 +10,7 @@
 // never waits on the network. A lost server ends the running call, and the library registers and listens
 // again with growing pauses until the server is back.
 
-#include "platform/capilink/CtiLibrary.h"
+#include "platform/cti/CtiLibrary.h"
 
 #include <QByteArray>
 #include <QString>

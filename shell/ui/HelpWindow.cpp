@@ -1,7 +1,7 @@
 #include "shell/ui/HelpWindow.h"
 
 #include "platform/help/HelpPages.h"
-#include "shell/Language.h"
+#include "shell/base/Language.h"
 
 #include <QApplication>
 #include <QHBoxLayout>

@@ -1,22 +1,20 @@
 #include "shell/ui/Main.h"
 
 #include "platform/help/HelpPages.h"
-#include "shell/Program.h"
+#include "shell/base/Language.h"
+#include "shell/call/Eurit30.h"
 #include "shell/ui/HelpWindow.h"
-#include "shell/ui/SingleInstance.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QGridLayout>
 #include <QGroupBox>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressBar>
-#include <QScreen>
 #include <QShortcut>
 #include <QStatusBar>
 #include <QStyle>
@@ -42,7 +40,7 @@ void roomForAccents(QLabel* label) {
 
 } // namespace
 
-Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(program) {
+Main::Main(const Language& language, QWidget* parent) : QMainWindow(parent), m_language(language) {
     setObjectName(QStringLiteral("Main"));
     setWindowTitle(QStringLiteral("Morva"));
     m_tbrBigButtons = addToolBar(QStringLiteral("Calls"));
@@ -84,8 +82,7 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     Label1->setBuddy(m_txtNumber);
     grid->addWidget(Label1, 0, 0);
     grid->addWidget(m_txtNumber, 0, 1);
-    connect(m_txtNumber, &QLineEdit::textEdited, this,
-            [this](const QString& text) { m_program.call.setTxtNumber(text); });
+    connect(m_txtNumber, &QLineEdit::textEdited, this, &Main::numberEdited);
 
     m_lblName = new QLabel(m_Frame1);
     m_lblName->setObjectName(QStringLiteral("lblName"));
@@ -118,35 +115,22 @@ Main::Main(Program& program, QWidget* parent) : QMainWindow(parent), m_program(p
     m_timerEifcCallback = new QTimer(this);
     m_timerEifcCallback->setObjectName(QStringLiteral("timerEifcCallback"));
     m_timerEifcCallback->setInterval(100);
-    connect(m_timerEifcCallback, &QTimer::timeout, this, &Main::timerEifcCallback_Timer);
+    connect(m_timerEifcCallback, &QTimer::timeout, this, &Main::eventTimerTicked);
     m_timerZeitsteuerung = new QTimer(this);
     m_timerZeitsteuerung->setObjectName(QStringLiteral("timerZeitsteuerung"));
     m_timerZeitsteuerung->setInterval(1000);
-    connect(m_timerZeitsteuerung, &QTimer::timeout, this, &Main::timerZeitsteuerung_Timer);
+    connect(m_timerZeitsteuerung, &QTimer::timeout, this, &Main::clockTimerTicked);
 
     // F1: the help page of the main window.
     auto* help = new QShortcut(QKeySequence::HelpContents, this);
-    connect(help, &QShortcut::activated, this,
-            [this] { HelpShow(this, m_program.language, HelpContext::Display); });
+    connect(help, &QShortcut::activated, this, [this] { HelpShow(this, m_language, HelpContext::Display); });
 
-    m_instance = new SingleInstance(this);
-    m_lifecycle = std::make_unique<MainLifecycle>(m_program, *this, [this] { return m_instance->claim(); });
-
-    Eurit30& call = m_program.call;
-    connect(&call, &Eurit30::panelChanged, this, &Main::Me_ShowPanel);
-    connect(&call, &Eurit30::statusBarChanged, this, &Main::Me_ShowStatusBar);
-    m_program.actions.setWindow(this);
-    m_program.commands.setShowMessage(
-        [this](const QString& text) { QMessageBox::warning(this, QStringLiteral("Morva"), text); });
-    m_program.dialogs.setAsker([this](const QString& text, UserDialogs::Buttons buttons,
-                                      UserDialogs::Icon icon) { return askUser(text, buttons, icon); });
-    m_program.dialogs.setEventPump([] { QCoreApplication::processEvents(); });
     Me_Set_Language();
     resize(520, 380);
 }
 
 void Main::Me_Set_Language() {
-    const Language& lang = m_program.language;
+    const Language& lang = m_language;
     auto text = [this, &lang](const char* name, int number) {
         if (auto* label = findChild<QLabel*>(QString::fromUtf8(name)))
             label->setText(lang.LanguageString(number));
@@ -168,16 +152,13 @@ void Main::Me_Set_Language() {
         action->setText(lang.LanguageString(number));
         action->setToolTip(lang.LanguageString(number));
     }
-    Me_ShowStatusBar();
+    Me_ShowStatusBar(m_lineRegistered);
 }
 
 Main::~Main() {
     m_timerEifcCallback->stop();
     m_timerZeitsteuerung->stop();
-    m_program.actions.setWindow(nullptr);
-    m_program.commands.setShowMessage(nullptr);
-    m_program.dialogs.setAsker(nullptr);
-    m_program.dialogs.setEventPump(nullptr);
+    closeSplash();
 }
 
 QLabel* Main::addField(QGridLayout* grid, int row, const char* captionName, const char* fieldName) {
@@ -200,12 +181,6 @@ QAction* Main::addButton(const char* key, const QIcon& icon) {
     return action;
 }
 
-MainLifecycle::StartResult Main::Form_Load() {
-    // The call clock runs from the start on; a tick before the call record is shown changes nothing.
-    m_timerZeitsteuerung->start();
-    return m_lifecycle->Form_Load();
-}
-
 void Main::showSplash(const QString& versionText) {
     m_Start_form = new QWidget(nullptr, Qt::SplashScreen | Qt::WindowStaysOnTopHint);
     m_Start_form->setObjectName(QStringLiteral("Start_form"));
@@ -221,43 +196,33 @@ void Main::showSplash(const QString& versionText) {
     layout->addWidget(title, 0, Qt::AlignCenter);
     layout->addWidget(lblVersion, 0, Qt::AlignCenter);
     // The start's progress: the books report while they open and take over old text files.
-    auto* loadStat = new QProgressBar(m_Start_form);
-    loadStat->setObjectName(QStringLiteral("Load_stat"));
-    loadStat->setRange(0, 100);
-    loadStat->setTextVisible(false);
-    layout->addWidget(loadStat);
-    m_program.dialogs.setLoadStatus([loadStat](int percent) {
-        loadStat->setValue(std::clamp(percent, 0, 100));
-        QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-    });
+    m_Load_stat = new QProgressBar(m_Start_form);
+    m_Load_stat->setObjectName(QStringLiteral("Load_stat"));
+    m_Load_stat->setRange(0, 100);
+    m_Load_stat->setTextVisible(false);
+    layout->addWidget(m_Load_stat);
     m_Start_form->resize(320, 160);
     m_Start_form->show();
     QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 void Main::closeSplash() {
-    m_program.dialogs.setLoadStatus(nullptr);
     if (m_Start_form)
         m_Start_form->close();
     m_Start_form = nullptr;
+    m_Load_stat = nullptr;
 }
 
-QRect Main::screenArea() const {
-    const QScreen* screen = QGuiApplication::primaryScreen();
-    return screen ? screen->availableGeometry() : QRect(0, 0, 1024, 768);
+void Main::setLoadProgress(int percent) {
+    if (!m_Load_stat)
+        return;
+    m_Load_stat->setValue(std::clamp(percent, 0, 100));
+    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 int Main::twipsPerPixel() const {
     // 1440 twips to the inch.
     return std::max(1, 1440 / std::max(1, logicalDpiX()));
-}
-
-QRect Main::frame() const {
-    return geometry();
-}
-
-void Main::setFrame(const QRect& frame) {
-    setGeometry(frame);
 }
 
 bool Main::normalState() const {
@@ -271,23 +236,11 @@ void Main::setEventTimer(bool on) {
         m_timerEifcCallback->stop();
 }
 
-void Main::applyLanguage() {
-    Me_Set_Language();
-}
-
-void Main::showMain() {
-    show();
-}
-
-void Main::postClose() {
-    QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection);
-}
-
-void Main::setWaitCursor(bool on) {
+void Main::setClockTimer(bool on) {
     if (on)
-        QApplication::setOverrideCursor(Qt::WaitCursor);
+        m_timerZeitsteuerung->start();
     else
-        QApplication::restoreOverrideCursor();
+        m_timerZeitsteuerung->stop();
 }
 
 void Main::showMessage(const QString& text) {
@@ -318,8 +271,7 @@ UserDialogs::Answer Main::askUser(const QString& text, UserDialogs::Buttons butt
     }
 }
 
-void Main::Me_ShowPanel() {
-    const StatusPanel& p = m_program.call.panel();
+void Main::Me_ShowPanel(const StatusPanel& p) {
     m_lblName->setText(p.lblName);
     m_lblName->setToolTip(p.lblNameToolTip);
     m_lblOrt->setText(p.lblOrt);
@@ -341,43 +293,36 @@ void Main::Me_ShowPanel() {
     button("HANGUP")->setEnabled(p.buttons.hangupEnabled);
 }
 
-void Main::Me_ShowStatusBar() {
-    const bool registered = m_program.cti.channel() && m_program.cti.channel()->lngCtiId != -1;
-    m_lineStatus->setText(m_program.language.LanguageString(registered ? 3177 : 3178));
+void Main::Me_ShowStatusBar(bool lineRegistered) {
+    m_lineRegistered = lineRegistered;
+    m_lineStatus->setText(m_language.LanguageString(lineRegistered ? 3177 : 3178));
 }
 
 void Main::tbrBigButtons_ButtonClick(QAction* button) {
     const QString key = button->data().toString();
     if (key == QLatin1String("DIAL"))
-        m_program.commands.Eurit_Dial(m_txtNumber->text());
+        Q_EMIT dialRequested(m_txtNumber->text());
     else if (key == QLatin1String("ANSWER"))
-        m_program.commands.Eurit_Answer();
+        Q_EMIT answerRequested();
     else if (key == QLatin1String("ANSWERAB"))
-        m_program.commands.Eurit_TakeOver();
+        Q_EMIT takeOverRequested();
     else if (key == QLatin1String("HANGUP"))
-        m_program.commands.Eurit_Hangup();
+        Q_EMIT hangupRequested();
 }
 
 bool Main::eventFilter(QObject* watched, QEvent* event) {
     if (watched == m_txtNumber && event->type() == QEvent::KeyPress) {
         const int key = static_cast<QKeyEvent*>(event)->key();
         if (key == Qt::Key_Return || key == Qt::Key_Enter) {
-            m_program.commands.Eurit_Dial(m_txtNumber->text());
+            Q_EMIT dialRequested(m_txtNumber->text());
             return true;
         }
         if (key == Qt::Key_Escape) {
-            m_program.commands.Eurit_Hangup();
+            Q_EMIT hangupRequested();
             return true;
         }
     }
     return QMainWindow::eventFilter(watched, event);
-}
-
-void Main::timerEifcCallback_Timer() {
-    m_program.eventTick();
-}
-void Main::timerZeitsteuerung_Timer() {
-    m_program.clockTick();
 }
 
 void Main::showNormalAndFocus() {
@@ -392,8 +337,8 @@ void Main::minimize() {
 }
 
 void Main::closeEvent(QCloseEvent* event) {
-    // SIGTERM, SIGINT and the window's close all come here: two passes, the second stops everything.
-    if (m_lifecycle->Form_QueryUnload()) {
+    // SIGTERM, SIGINT and the window's close all come here; the owner's query may refuse.
+    if (!m_mayClose || m_mayClose()) {
         m_timerZeitsteuerung->stop();
         event->accept();
     } else {

@@ -1,65 +1,79 @@
 #pragma once
 
-// The main window: the status panel of the current call and the call buttons. It owns the timers that
-// drive the line events and the call clock, and shows what the Program's call record holds.
+// The main window: the status panel of the current call and the call buttons. It knows nothing of the
+// program behind it: it shows the panel and the line state it is given, speaks the language it is given,
+// and emits what the user wants (dial, answer, take over, hang up, an edited number). It owns the timers
+// of the line events and the call clock and emits their ticks. Its owner (ProgramWindows) wires it to the
+// program and lends it to the start and the stop; the action rules raise and minimise it
+// (WindowReactions).
 
 #include "automation/ActionRules.h"
-#include "shell/MainLifecycle.h"
-#include "shell/UserDialogs.h"
+#include "shell/base/UserDialogs.h"
 
 #include <QMainWindow>
+#include <QPointer>
 
-#include <memory>
+#include <functional>
 
-class Program;
+class Language;
+struct StatusPanel;
 class QAction;
 class QGroupBox;
 class QLabel;
 class QLineEdit;
+class QProgressBar;
 class QTimer;
 class QToolBar;
 
-class Main : public QMainWindow, public WindowReactions, public MainHost {
+class Main : public QMainWindow, public WindowReactions {
     Q_OBJECT
 public:
-    explicit Main(Program& program, QWidget* parent = nullptr);
+    // `language` gives every text of the window.
+    explicit Main(const Language& language, QWidget* parent = nullptr);
     ~Main() override;
 
-    // The start, step by step: settings, line, window place, first state; shows the window.
-    MainLifecycle::StartResult Form_Load();
-    MainLifecycle& lifecycle() { return *m_lifecycle; }
+    // Asked when the window is to close (its close button, SIGTERM, SIGINT): true lets it close. Without
+    // it the window closes at once.
+    void setCloseQuery(std::function<bool()> mayClose) { m_mayClose = std::move(mayClose); }
+
+    // The texts of the panel and the state of the buttons.
+    void Me_ShowPanel(const StatusPanel& panel);
+    // The state of the line in the status bar.
+    void Me_ShowStatusBar(bool lineRegistered);
+    // Every text of the window anew, from the current language.
+    void Me_Set_Language();
+    // The timers of the line events (timerEifcCallback) and of the call clock (timerZeitsteuerung).
+    void setEventTimer(bool on);
+    void setClockTimer(bool on);
+    // The splash of the start (Start_form) with the version and the start's progress in percent; the
+    // progress does nothing while no splash is shown.
+    void showSplash(const QString& versionText);
+    void closeSplash();
+    void setLoadProgress(int percent);
+    // Twips per pixel of the window's screen, and whether the window is neither minimised nor maximised.
+    int twipsPerPixel() const;
+    bool normalState() const;
+    // A failure, and a question or message of the program's logic, as a message box.
+    void showMessage(const QString& text);
+    UserDialogs::Answer askUser(const QString& text, UserDialogs::Buttons buttons, UserDialogs::Icon icon);
 
     // WindowReactions
     void showNormalAndFocus() override;
     void minimize() override;
 
-    // The texts of the panel and the buttons, from the call record's panel model.
-    void Me_ShowPanel();
-    void Me_ShowStatusBar();
-    // Every text of the window anew, from the current language.
-    void Me_Set_Language();
+Q_SIGNALS:
+    void dialRequested(const QString& number);
+    void answerRequested();
+    void takeOverRequested();
+    void hangupRequested();
+    // The user edited txtNumber.
+    void numberEdited(const QString& text);
+    // timerEifcCallback (100 ms) and timerZeitsteuerung (1000 ms).
+    void eventTimerTicked();
+    void clockTimerTicked();
 
 public Q_SLOTS:
     void tbrBigButtons_ButtonClick(QAction* button);
-    void timerEifcCallback_Timer();
-    void timerZeitsteuerung_Timer();
-
-    // MainHost
-    void showSplash(const QString& versionText) override;
-    void closeSplash() override;
-    QRect screenArea() const override;
-    int twipsPerPixel() const override;
-    QRect frame() const override;
-    void setFrame(const QRect& frame) override;
-    bool normalState() const override;
-    void setEventTimer(bool on) override;
-    void applyLanguage() override;
-    void showMain() override;
-    void postClose() override;
-    void setWaitCursor(bool on) override;
-    void showMessage(const QString& text) override;
-    // A question or message of the program's logic as a message box.
-    UserDialogs::Answer askUser(const QString& text, UserDialogs::Buttons buttons, UserDialogs::Icon icon);
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -69,7 +83,8 @@ private:
     QLabel* addField(class QGridLayout* grid, int row, const char* captionName, const char* fieldName);
     QAction* addButton(const char* key, const QIcon& icon);
 
-    Program& m_program;
+    const Language& m_language;
+    std::function<bool()> m_mayClose;
     QToolBar* m_tbrBigButtons = nullptr;
     QGroupBox* m_Frame1 = nullptr;
     QLabel* m_lblName = nullptr;
@@ -83,7 +98,7 @@ private:
     QLabel* m_lineStatus = nullptr;
     QTimer* m_timerEifcCallback = nullptr;
     QTimer* m_timerZeitsteuerung = nullptr;
-    QWidget* m_Start_form = nullptr;
-    class SingleInstance* m_instance = nullptr;
-    std::unique_ptr<MainLifecycle> m_lifecycle;
+    QPointer<QWidget> m_Start_form;
+    QPointer<QProgressBar> m_Load_stat;
+    bool m_lineRegistered = false;
 };

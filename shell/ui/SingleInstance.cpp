@@ -8,7 +8,7 @@
 const QString SingleInstance::ServiceName = QStringLiteral("org.morva.Morva");
 
 SingleInstance::SingleInstance(QWidget* window, QDBusConnection bus)
-    : QObject(window), m_window(window), m_bus(std::move(bus)) {}
+    : m_window(window), m_bus(std::move(bus)) {}
 
 bool SingleInstance::claim() {
     QDBusConnection& bus = m_bus;

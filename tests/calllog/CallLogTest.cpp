@@ -1,7 +1,7 @@
-// The call log of a whole program: records from finished calls, the lists, marking read, messages, the
-// external import and a log that cannot be opened.
+// The call log over the phonebooks of a fresh data folder: records from finished calls, the lists, marking
+// read, messages, the external import and a log that cannot be opened.
 
-#include "tests/support/TestProgram.h"
+#include "tests/support/TestCallLog.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,13 +21,13 @@ QString S(const char* text) {
     return QString::fromUtf8(text);
 }
 
-struct Log : TestProgram {
-    Log() : TestProgram(false) {
-        program->settings.Vorwahl = S("089");
+struct Log : TestCallLog {
+    Log() {
+        settings.Vorwahl = S("089");
         QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
     }
     ~Log() { QLocale::setDefault(QLocale::c()); }
-    modEZGDB& log() { return program->callLog; }
+    modEZGDB& log() { return callLog; }
     QDate today() const { return clock.now().date(); }
     // A finished call as the line leaves it, logged at the clock's time.
     void call(const QString& number, int16_t state, int16_t direction,
@@ -46,15 +46,15 @@ struct Log : TestProgram {
 TEST(CallLogRecord, DurationChargeAndCarrierComeFromTheCallRecordsTexts) {
     Log t;
     t.clock.set(QDateTime(QDate(2026, 11, 23), QTime(14, 0, 0)));
-    t.program->Phonebooks.Phonebooks_create();
-    t.program->Phonebooks.Phonebooks_destroy();
-    t.program->Phonebooks.Phonebooks_create(); // the macro book seeded with carriers
-    t.program->Phonebooks.Vorwahlen.LoadCarriers();
+    t.Phonebooks.Phonebooks_create();
+    t.Phonebooks.Phonebooks_destroy();
+    t.Phonebooks.Phonebooks_create(); // the macro book seeded with carriers
+    t.Phonebooks.Vorwahlen.LoadCarriers();
 
     t.call(S("0101912345"), 144, 1, S("02:30"), S("12.34"), S("Msg1.wav"));
     t.call(S("0891234567"), 16, 2, S("01:02:03"), S("0,5"));
     t.call(QString(), 134, 1, S("kaputt"), S("99"));
-    const std::vector<EZGRecord> r = CallLogRecords(*t.program);
+    const std::vector<EZGRecord> r = t.CallLogRecords();
     ASSERT_EQ(r.size(), 3u);
 
     EXPECT_EQ(r[0].PartnerRufnummer, S("12345"));
@@ -95,16 +95,16 @@ TEST(CallLogRecord, SurvivesTheProgramBeingKilledRightAfterTheCall) {
     // The parent's own view of the table is older than the child's write: open it as the next start does.
     t.log().SEZGDBClose();
     t.log().SEZGDBOpen();
-    const std::vector<EZGRecord> r = CallLogRecords(*t.program);
+    const std::vector<EZGRecord> r = t.CallLogRecords();
     ASSERT_EQ(r.size(), 1u);
     EXPECT_EQ(r[0].PartnerRufnummer, S("0891234567"));
 }
 
 TEST(CallLogLists, RangesIncludeBothEndsAndTheFlagsFiltersAndTotalsApply) {
     Log t;
-    t.program->Phonebooks.Phonebooks_create();
-    ASSERT_TRUE(t.program->Phonebooks.Item(2)->EintragAdd(S("Anna Berger"), {}, {}, {}, {}, S("0891234567"),
-                                                          {}, {}, {}));
+    t.Phonebooks.Phonebooks_create();
+    ASSERT_TRUE(
+        t.Phonebooks.Item(2)->EintragAdd(S("Anna Berger"), {}, {}, {}, {}, S("0891234567"), {}, {}, {}));
     const QDateTime now(QDate(2026, 11, 23), QTime(10, 0, 0));
     for (int day = 3; day >= 0; --day) { // an incoming and an outgoing call on each of four days
         t.clock.set(now.addDays(-day));
@@ -144,7 +144,7 @@ TEST(CallLogLists, RangesIncludeBothEndsAndTheFlagsFiltersAndTotalsApply) {
 TEST(CallLogLists, NewCallsMarkingReadAndMessages) {
     Log t;
     QDir().mkpath(t.dir.filePath(S("sounds")));
-    t.program->sound.DefaultSoundPath = t.dir.filePath(S("sounds"));
+    t.soundFolder = t.dir.filePath(S("sounds"));
     QFile message(t.dir.filePath(S("sounds/Msg1.wav")));
     ASSERT_TRUE(message.open(QIODevice::WriteOnly));
     message.close();
@@ -154,7 +154,7 @@ TEST(CallLogLists, NewCallsMarkingReadAndMessages) {
     t.call(S("0301111"), 144, 1);                                // answered: not new
     t.call(S("0302222"), 6, 2);                                  // outgoing
 
-    ListItems& calls = t.program->lvListAnrufe;
+    ListItems& calls = t.lvListAnrufe;
     t.log().ShowRecentNewCalls(calls);
     EXPECT_EQ(t.column(calls, 1), QStringList({S("0891234567"), S("0301111"), S("extern")}));
     EXPECT_EQ(calls.At(0).SmallIcon, S("S10"));
@@ -178,7 +178,7 @@ TEST(CallLogLists, NewCallsMarkingReadAndMessages) {
     t.log().SEZGDeleteSound(1);
     EXPECT_FALSE(message.exists());
     EXPECT_EQ(t.log().SEZGGetSoundFile(1), QString());
-    EXPECT_EQ(CallLogRecords(*t.program).size(), 5u);
+    EXPECT_EQ(t.CallLogRecords().size(), 5u);
     // Deleting records.
     t.log().SEZGDeleteRecord(2);
     t.log().SEZGDeleteRecord(2); // gone already: nothing happens
@@ -197,7 +197,7 @@ TEST(CallLogTexts, StatusTextsAndColumns) {
     EXPECT_EQ(t.log().SEZGStatusText(255), S("nicht def. 0xFF"));
     EXPECT_EQ(t.log().SEZGStatusText(7), S("nicht def. 0x7"));
 
-    t.program->profiles.WritePrivateProfileString(S("EZG"), S("S_6"), S("1234"), t.program->iniPath());
+    t.profiles.WritePrivateProfileString(S("EZG"), S("S_6"), S("1234"), t.iniPath());
     ListItems list;
     t.log().SEZGSetColumns(list);
     t.log().SEZGSetColumns(list); // only once
@@ -243,7 +243,7 @@ TEST(CallLogImport, GoodRecordsAreTakenOverAndTheRestPassedOver) {
     file.close();
     t.log().SEZGImportExtern();
 
-    const std::vector<EZGRecord> r = CallLogRecords(*t.program);
+    const std::vector<EZGRecord> r = t.CallLogRecords();
     ASSERT_EQ(r.size(), 3u);
     EXPECT_EQ(r[0].PartnerRufnummer, S("0891234567"));
     EXPECT_EQ(DateFromNumber(r[0].Gesprächsbeginn), QDateTime(QDate(2001, 2, 3), QTime(4, 5, 7)));
@@ -267,7 +267,7 @@ TEST(CallLogImport, GoodRecordsAreTakenOverAndTheRestPassedOver) {
     file.write(garbage);
     file.close();
     t.log().SEZGImportExtern();
-    const std::vector<EZGRecord> after = CallLogRecords(*t.program);
+    const std::vector<EZGRecord> after = t.CallLogRecords();
     EXPECT_GT(after.size(), 3u + 20u);
     for (size_t i = 3; i < after.size(); ++i) {
         const QDateTime start = DateFromNumber(after[i].Gesprächsbeginn);
@@ -286,7 +286,7 @@ TEST(CallLogOpen, ALogThatCannotBeOpenedLeavesTheProgramWithoutLog) {
     file.write("no dBase table");
     file.close();
     QStringList messages;
-    t.program->dialogs.setAsker([&](const QString& text, UserDialogs::Buttons, UserDialogs::Icon) {
+    t.dialogs.setAsker([&](const QString& text, UserDialogs::Buttons, UserDialogs::Icon) {
         messages << text;
         return UserDialogs::Answer::Ok;
     });

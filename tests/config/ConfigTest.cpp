@@ -1,5 +1,5 @@
 #include "config/clsConfig.h"
-#include "shell/Language.h"
+#include "shell/base/Language.h"
 
 #include <gtest/gtest.h>
 

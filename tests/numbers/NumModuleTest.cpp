@@ -2,7 +2,7 @@
 
 #include "numbers/Num_module.h"
 #include "platform/numbers/NumTrans.h"
-#include "shell/Settings.h"
+#include "shell/base/Settings.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "phonebook/RecordSource.h"
 #include "phonebook/clsEintrag.h"
-#include "shell/Settings.h"
+#include "shell/base/Settings.h"
 
 #include <QByteArray>
 

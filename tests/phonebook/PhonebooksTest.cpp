@@ -1,9 +1,9 @@
-// The set of phonebooks over real dBase tables in a program's data folder: how the set is built from the
+// The set of phonebooks over real dBase tables in a fresh data folder: how the set is built from the
 // settings and the folder, whose number is whose, the book NEW, old text phonebooks, the copy between books,
 // and the carriers of the macro book.
 
 #include "platform/pdbstore/PdbStore.h"
-#include "tests/support/TestProgram.h"
+#include "tests/support/TestBooks.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,15 +17,15 @@ QString S(const char* text) {
     return QString::fromUtf8(text);
 }
 
-struct Books : TestProgram {
+struct Books : TestBooks {
     // The set is created at once unless the test first prepares the folder.
-    explicit Books(bool create = true) : TestProgram(false) {
-        program->settings.Vorwahl = S("089");
-        program->settings.PhoneType = 2;
+    explicit Books(bool create = true) {
+        settings.Vorwahl = S("089");
+        settings.PhoneType = 2;
         if (create)
             set().Phonebooks_create();
     }
-    colPhonebook& set() { return program->Phonebooks; }
+    colPhonebook& set() { return Phonebooks; }
     QString dataFolder() const { return dir.filePath(S("Data")) + QLatin1Char('/'); }
     static void write(const QString& path, const QByteArray& bytes) {
         QFile file(path);
@@ -113,7 +113,7 @@ TEST(PhonebookSet, BooksOfTheSettingsThenMissingQuickNewMacroThenForeignTablesOf
     b.tables({"add.dbf", "Zahnarzt.dbf", "Verein.DBF"}, 0);
     b.write(b.dataFolder() + S("Kaputt.dbf"), "this is no dBase file");
     // The second book has the key QUICK; the third's file is missing.
-    b.write(b.program->iniPath(),
+    b.write(b.iniPath(),
             "[PhoneBook]\nAnzahl=4\nPhoneBook2=Freunde\nPhName2=Freunde.dbf\nPhoneBook3=Schnell\n"
             "PhName3=Schnell.dbf\nPhKey3=QUICK\nPhName4=Weg.dbf\n");
     b.set().Phonebooks_create();
@@ -122,7 +122,7 @@ TEST(PhonebookSet, BooksOfTheSettingsThenMissingQuickNewMacroThenForeignTablesOf
     EXPECT_EQ(b.bookFiles(), books);
     EXPECT_EQ(b.book(2).Name, S("Freunde"));
     EXPECT_EQ(b.book(3).Key, S("QUICK"));
-    EXPECT_EQ(b.book(6).Name, b.program->language.LanguageString(3660));
+    EXPECT_EQ(b.book(6).Name, b.language.LanguageString(3660));
     EXPECT_TRUE(QFileInfo::exists(b.dataFolder() + S("Kaputt.dbf"))) << "a bad file is never removed";
     // Written to the settings at the end, and loaded from there at the next start.
     b.restart();
@@ -145,7 +145,7 @@ TEST(PhonebookLookup, TheFirstBookThatKnowsTheNumberDecidesAndGreetingsComeFromN
     EXPECT_EQ(greeting, QString());
 
     // Greetings come from normal books only.
-    b.program->sound.DefaultSoundPath = b.dir.filePath(S("sound")) + QLatin1Char('/');
+    b.soundFolder = b.dir.filePath(S("sound")) + QLatin1Char('/');
     const QString anna = b.dir.filePath(S("sound/anna.wav"));
     ASSERT_TRUE(b.book(2).EintragAdd(S("Anna"), {}, {}, {}, {}, S("0891"), {}, {}, anna));
     ASSERT_TRUE(b.book("QUICK").EintragAdd(S("Bert"), {}, {}, {}, {}, S("0892"), {}, {}, anna));
@@ -183,7 +183,7 @@ TEST(PhonebookLookup, SearchKeysArePaddedToTheWholeField) {
 
 TEST(PhonebookLookup, UnknownNumbersGoIntoNewOnceAndByTheIgnoreRules) {
     Books b;
-    Settings& s = b.program->settings;
+    Settings& s = b.settings;
     s.IgnoreNumbers = 1;
     s.IgnoreDigits = 3;
     QString detail;
@@ -205,8 +205,8 @@ TEST(PhonebookLookup, UnknownNumbersGoIntoNewOnceAndByTheIgnoreRules) {
 
 TEST(PhonebookLookup, DirectoryResultsChangeOnlyUntouchedEntries) {
     Books b;
-    b.program->settings.NBST = 1;
-    b.program->settings.NBSTAKZ = S("0");
+    b.settings.NBST = 1;
+    b.settings.NBSTAKZ = S("0");
     b.add(b.book(1), S("00891234"), S("00891234")); // the telephone's book keeps the outside-line prefix
     b.add(b.book(2), S("0891234"), S("0891234"));
     b.add(b.book("NEW"), S("Edited By User"), S("0891234"));
@@ -251,7 +251,7 @@ TEST(PhonebookCopy, TheFirstAnswerToAConflictHoldsForTheWholeRun) {
     for (const auto answer : {UserDialogs::Answer::Yes, UserDialogs::Answer::No}) {
         Books b;
         int asked = 0;
-        b.program->dialogs.setAsker([&](const QString&, UserDialogs::Buttons, UserDialogs::Icon) {
+        b.dialogs.setAsker([&](const QString&, UserDialogs::Buttons, UserDialogs::Icon) {
             ++asked;
             return answer;
         });
@@ -277,9 +277,9 @@ TEST(PhonebookCopy, TheFirstAnswerToAConflictHoldsForTheWholeRun) {
 
 TEST(PhonebookCopy, IntoTheTelephonesBookByNameWithThePrefix) {
     Books b;
-    b.program->settings.NBST = 1;
-    b.program->settings.NBSTAKZ = S("0");
-    b.program->dialogs.setAsker([](const QString&, auto, auto) { return UserDialogs::Answer::No; });
+    b.settings.NBST = 1;
+    b.settings.NBSTAKZ = S("0");
+    b.dialogs.setAsker([](const QString&, auto, auto) { return UserDialogs::Answer::No; });
     clsPhonebook& disk = b.book(2);
     b.add(disk, S("Anna"), S("0891"));
     b.add(disk, S("Bert"), S("0892"));
@@ -301,13 +301,12 @@ TEST(PhonebookEdit, DeleteAsksPrefixChangesAndMarkAllChanged) {
     b.add(disk, S("Bert"), S("0892"));
     b.add(disk, S("Carl"), QString());
     QString question;
-    b.program->dialogs.setAsker([&](const QString& text, UserDialogs::Buttons, UserDialogs::Icon) {
+    b.dialogs.setAsker([&](const QString& text, UserDialogs::Buttons, UserDialogs::Icon) {
         question = text;
         return UserDialogs::Answer::No;
     });
     disk.Delete({1, 2}, false);
-    EXPECT_EQ(question,
-              b.program->language.LanguageString(1183) + S(" 2 ") + b.program->language.LanguageString(1184));
+    EXPECT_EQ(question, b.language.LanguageString(1183) + S(" 2 ") + b.language.LanguageString(1184));
     EXPECT_EQ(disk.EintragCount(), 3);
 
     EXPECT_EQ(disk.Präfix(S("0"), {1, 2, 3}, 1), 2) << "an entry without number gets no prefix";
@@ -369,28 +368,7 @@ TEST(Carriers, ChosenCarrierGoesInFrontOfLongDistanceNumbersOnlyAndTheLastFourAr
     EXPECT_EQ(carriers.CarrierTable[3], S("E"));
     carriers.SaveCarriers();
     EXPECT_FALSE(carriers.CarriersActive);
-    EXPECT_EQ(
-        b.program->profiles.GetPrivateProfileString(S("Provider"), S("Last4"), {}, b.program->iniPath()),
-        S("E"));
-}
-
-// ---- The program
-
-TEST(PhonebookProgram, ACallShowsTheNameFromTheBooksAndAnUnknownNumberGoesIntoNew) {
-    TestProgram t(false);
-    Program& p = *t.program;
-    p.Phonebooks.Phonebooks_create();
-    ASSERT_TRUE(p.startLine());
-    ASSERT_TRUE(p.Phonebooks.Item(2)->EintragAdd(S("Anna Berger"), S("Hauptstr. 1"), S("80331"), S("München"),
-                                                 S("Kollegin"), S("0891234567"), {}, {}, {}));
-    t.ring("891234567", "5551");
-    EXPECT_EQ(p.call.panel().lblName, S("Anna Berger"));
-    EXPECT_EQ(p.call.panel().lblNameToolTip, S("Hauptstr. 1 80331 München - Kollegin"));
-    t.line->farEndHangsUp();
-    t.settle();
-    t.ring("301111", "5551");
-    EXPECT_EQ(p.call.panel().lblName, S("0301111"));
-    EXPECT_EQ(p.Phonebooks.Item(S("NEW"))->clsEintragGetFirst()->Number(), S("0301111"));
+    EXPECT_EQ(b.profiles.GetPrivateProfileString(S("Provider"), S("Last4"), {}, b.iniPath()), S("E"));
 }
 
 } // namespace

@@ -48,12 +48,12 @@ struct Lifecycle : TestProgram {
     Lifecycle() : TestProgram(false) {}
 
     QString ini(const char* section, const char* key) {
-        return program->profiles.GetPrivateProfileString(QLatin1String(section), QLatin1String(key),
-                                                         S("(none)"), program->iniPath());
+        return program->profiles().GetPrivateProfileString(QLatin1String(section), QLatin1String(key),
+                                                           S("(none)"), program->iniPath());
     }
     void setIni(const char* section, const char* key, const QString& value) {
-        program->profiles.WritePrivateProfileString(QLatin1String(section), QLatin1String(key), value,
-                                                    program->iniPath());
+        program->profiles().WritePrivateProfileString(QLatin1String(section), QLatin1String(key), value,
+                                                      program->iniPath());
     }
     // The step lines of debug.txt without their date and time (the books write their own lines between).
     QStringList steps() {
@@ -86,7 +86,7 @@ TEST(MainStart, RunsItsStepsInOrderAndLogsThemWhenErrorLogIsOn) {
     EXPECT_EQ(t.steps(), start);
     EXPECT_EQ(t.host.calls.front(), t.lifecycle.VersionText().prepend(S("splash ")));
     EXPECT_LT(t.host.calls.indexOf(S("timer on")), t.host.calls.indexOf(S("show")));
-    EXPECT_EQ(t.program->settings.UseTapi, 0) << "no TAPI, whatever the file says";
+    EXPECT_EQ(t.program->settings().UseTapi, 0) << "no TAPI, whatever the file says";
     EXPECT_FALSE(t.lifecycle.bLoading());
 
     t.stop();

@@ -1,15 +1,12 @@
 #include "tests/support/TestProgram.h"
 
-#include <QFile>
-#include <QTextStream>
-
 #include <gtest/gtest.h>
 
 TestProgram::TestProgram(bool startLine) {
     auto standIn = std::make_unique<StandInLine>();
     line = standIn.get();
     program = std::make_unique<Program>(clock, std::move(standIn), dir.path());
-    program->callLog.SEZGDBOpen();
+    program->callLog().SEZGDBOpen();
     if (startLine) {
         EXPECT_TRUE(program->startLine()) << program->fatalMessage().toStdString();
     }
@@ -22,9 +19,9 @@ TestProgram::~TestProgram() {
 void TestProgram::settle() {
     for (int round = 0; round < 100; ++round) {
         line->waitIdle();
-        if (program->cti.pendingEvents() == 0)
+        if (program->cti().pendingEvents() == 0)
             return;
-        while (program->cti.pendingEvents() > 0)
+        while (program->cti().pendingEvents() > 0)
             program->eventTick();
     }
     ADD_FAILURE() << "the line does not come to rest";
@@ -37,23 +34,5 @@ int32_t TestProgram::ring(const QByteArray& calling, const QByteArray& called, b
 }
 
 QStringList TestProgram::logLines(const QString& fileName) const {
-    QFile file(dir.filePath(fileName));
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
-        return {};
-    QStringList lines;
-    QTextStream in(&file);
-    while (!in.atEnd())
-        lines << in.readLine();
-    return lines;
-}
-
-std::vector<EZGRecord> CallLogRecords(Program& program) {
-    std::vector<EZGRecord> records;
-    pdb::PdbStore& store = program.store;
-    const int32_t log = program.callLog.hLog;
-    EZGRecord::Block block{};
-    for (int32_t code = store.PDB_GetFirstRecord(log); code == pdb::Ok; code = store.PDB_GetNextRecord(log))
-        if (store.PDB_GetRecordEZG(log, block.data()) == pdb::Ok)
-            records.push_back(EZGRecord::FromBlock(block));
-    return records;
+    return ReadLines(dir.filePath(fileName));
 }

@@ -1,25 +1,25 @@
 #pragma once
 
+// A whole program on a stand-in line, with a manual clock and its own data folder: for the tests of the
+// program itself (its start and stop, a call through every part) and of its windows.
+
 #include "platform/Clock.h"
 #include "shell/Program.h"
+#include "tests/support/TestCallLog.h"
+#include "tests/support/TestEnvironment.h"
 #include "tools/standinline/StandInLine.h"
 
 #include <QStringList>
 #include <QTemporaryDir>
 
 #include <memory>
-#include <ostream>
 #include <vector>
 
-// Test failures show Qt strings as text.
-inline void PrintTo(const QString& text, std::ostream* os) {
-    *os << '"' << text.toStdString() << '"';
+// The records of a program's call log, in file order (deleted ones left out).
+inline std::vector<EZGRecord> CallLogRecords(Program& program) {
+    return CallLogRecords(program.store(), program.callLog());
 }
 
-// The records of a program's call log, in file order (deleted ones left out).
-std::vector<EZGRecord> CallLogRecords(Program& program);
-
-// A fresh program on a stand-in line, with a manual clock and its own data folder.
 struct TestProgram {
     explicit TestProgram(bool startLine = true);
     ~TestProgram();
@@ -32,8 +32,8 @@ struct TestProgram {
     // The lines of a log file in the data folder; empty when it does not exist.
     QStringList logLines(const QString& fileName) const;
 
-    Eurit30& call() { return program->call; }
-    clsCti& cti() { return *program->cti.channel(); }
+    Eurit30& call() { return program->call(); }
+    clsCti& cti() { return *program->cti().channel(); }
 
     ManualClock clock;
     QTemporaryDir dir;

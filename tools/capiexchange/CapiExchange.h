@@ -10,7 +10,7 @@
 //
 // Every public function is thread-safe. The exchange runs its own thread; no Qt event loop is needed.
 
-#include "platform/capilink/CapiMessage.h"
+#include "platform/cti/CapiMessage.h"
 
 #include <QByteArray>
 #include <QString>

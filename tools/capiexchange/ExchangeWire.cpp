@@ -1,6 +1,6 @@
 #include "tools/capiexchange/ExchangeWire.h"
 
-#include "platform/capilink/CapiMessage.h"
+#include "platform/cti/CapiMessage.h"
 
 #include <atomic>
 #include <cstdio>

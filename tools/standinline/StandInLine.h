@@ -5,7 +5,7 @@
 // does. A person drives its far end from a small window; tests drive it directly. It records every
 // request of the program so a test can check what the program asked of the line.
 
-#include "platform/capilink/CtiLibrary.h"
+#include "platform/cti/CtiLibrary.h"
 
 #include <QString>
 #include <QStringList>

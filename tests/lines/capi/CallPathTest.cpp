@@ -1,7 +1,8 @@
-// One call followed through the line binding into the shared call record, in each direction, with
-// the alert decision, the answering machine's hand-over and the end of a call.
+// One call followed through the line binding into the call record, in each direction, with the alert
+// decision, the answering machine's hand-over and the end of a call. The record's display side only
+// records what it is asked; what the panel and the log make of it is tested with the call record.
 
-#include "tests/support/TestProgram.h"
+#include "tests/support/TestLine.h"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +10,18 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// The binding's part of a dial: the numbers into the configuration block, then the connect request.
+int32_t dial(TestLine& t, const QByteArray& number, const QByteArray& msn = "*") {
+    t.cti().eifc.CalledNumber = number;
+    t.cti().eifc.CallingNumber = msn;
+    t.cti().CtiIcaSetConfig();
+    return t.cti().CtiConnect();
+}
+
 TEST(IncomingCall, RingsIsAnsweredTalksAndEnds) {
-    TestProgram t;
+    TestLine t;
     const int32_t handle = t.ring("891234567", "5551", true);
-    Eurit30& call = t.call();
+    RecordingDisplay& call = t.call;
 
     EXPECT_EQ(call.CallState, StateIncomingRinging);
     EXPECT_EQ(call.CallDirection, 1);
@@ -22,162 +31,163 @@ TEST(IncomingCall, RingsIsAnsweredTalksAndEnds) {
     EXPECT_EQ(t.cti().intMSNIndex, 1);
     EXPECT_EQ(t.cti().dateRingStart, t.clock.now());
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("IcaSetAlert 1")));
-    EXPECT_TRUE(t.program->sound.playingFile().endsWith(QStringLiteral("/sound/ring.wav")));
-    EXPECT_EQ(t.program->sound.playingLoops(), 100);
-    EXPECT_EQ(call.panel().lblStatus, QStringLiteral("Ringing (incoming)"));
+    EXPECT_TRUE(t.sound.playingFile().endsWith(QStringLiteral("/sound/ring.wav")));
+    EXPECT_EQ(t.sound.playingLoops(), 100);
+    EXPECT_EQ(call.shownStates, std::vector<int16_t>{StateIncomingRinging});
 
     t.clock.advance(3s);
-    t.program->clockTick();
     t.line->clearRequests();
-    t.program->commands.Eurit_Answer();
+    ASSERT_EQ(t.cti().CtiAnswerCall(handle), 0);
     t.settle();
     EXPECT_EQ(t.line->requests().first(), QStringLiteral("AnswerCall %1").arg(handle));
     EXPECT_EQ(call.CallState, StateIncomingConnected);
     EXPECT_EQ(call.CallStart, t.clock.now());
-    EXPECT_TRUE(t.program->sound.playingFile().isEmpty()) << "the ring stops";
+    EXPECT_TRUE(t.sound.playingFile().isEmpty()) << "the ring stops";
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("SndInStart")));
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("SndOutStart")));
     EXPECT_EQ(t.line->config().Listen, 0);
+    EXPECT_EQ(call.shownStates.back(), StateIncomingConnected);
 
     t.clock.advance(75s);
-    t.program->clockTick();
-    EXPECT_EQ(call.panel().lblDauer, QStringLiteral("00:01:15"));
-
     t.line->farEndHangsUp(0x3490);
     t.settle();
     EXPECT_EQ(call.CallState, StateIdle);
     EXPECT_EQ(t.line->config().Listen, 1);
-    const std::vector<EZGRecord> log = CallLogRecords(*t.program);
-    ASSERT_EQ(log.size(), 1u);
-    EXPECT_EQ(log[0].PartnerRufnummer, QStringLiteral("0891234567"));
-    EXPECT_EQ(log[0].Verbindungsstatus, StateIncomingConnected)
-        << "the entry reads the record before it is cleared";
-    EXPECT_EQ(log[0].Richtung, 1);
-    EXPECT_EQ(log[0].Gesprächsdauer, 75);
-    EXPECT_EQ(log[0].MSN, QStringLiteral("5551"));
+    ASSERT_EQ(call.finished.size(), 1u);
+    const RecordingDisplay::Finished& end = call.finished[0];
+    EXPECT_EQ(end.CallNumber, QStringLiteral("0891234567"));
+    EXPECT_EQ(end.CallState, StateIncomingConnected) << "the entry reads the record before it is cleared";
+    EXPECT_EQ(end.CallDirection, 1);
+    EXPECT_EQ(end.CallDuration, QStringLiteral("00:01:15"));
+    EXPECT_EQ(end.CallMSN, QStringLiteral("5551"));
+    EXPECT_TRUE(end.CallSoundFile.isEmpty());
     EXPECT_EQ(call.IdleStatusText, QStringLiteral("Normal call clearing"));
-    EXPECT_EQ(call.panel().lblStatus, call.IdleStatusText);
+    EXPECT_EQ(call.shownStates.back(), StateIdle) << "the idle state is shown after the reason is set";
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("SndOutStop")));
 }
 
 TEST(IncomingCall, IncomingPrefixIsRemovedAndAnEmptyNumberIsUnbekannt) {
-    TestProgram t;
-    t.program->settings.NBST = 1;
-    t.program->settings.NBSTAKZIN = QStringLiteral("0");
+    TestLine t;
+    t.settings.NBST = 1;
+    t.settings.NBSTAKZIN = QStringLiteral("0");
     t.ring("0891234567", "5551", false);
-    EXPECT_EQ(t.call().CallNumber, QStringLiteral("891234567"));
+    EXPECT_EQ(t.call.CallNumber, QStringLiteral("891234567"));
     t.line->farEndHangsUp();
     t.settle();
 
     t.ring("", "5551", true);
-    EXPECT_EQ(t.call().CallNumber, QStringLiteral("unbekannt"));
-    EXPECT_EQ(t.call().panel().lblName, QStringLiteral("unbekannt"));
+    EXPECT_EQ(t.call.CallNumber, QStringLiteral("unbekannt"));
 }
 
 TEST(AlertDecision, ASecondCallDuringACallIsIgnoredAndChangesNothing) {
-    TestProgram t;
+    TestLine t;
     const int32_t first = t.ring("891111111", "5551", true);
-    t.program->commands.Eurit_Answer();
+    t.cti().CtiAnswerCall(first);
     t.settle();
-    ASSERT_EQ(t.call().CallState, StateIncomingConnected);
+    ASSERT_EQ(t.call.CallState, StateIncomingConnected);
+    const std::size_t shown = t.call.shownStates.size();
 
     t.line->clearRequests();
     const int32_t second = t.ring("892222222", "5551", true);
     EXPECT_EQ(t.line->requests(), QStringList{QStringLiteral("IcaSetAlert 0")});
     EXPECT_EQ(t.cti().lngAlerted, 0);
-    EXPECT_EQ(t.call().CallState, StateIncomingConnected);
-    EXPECT_EQ(t.call().CallNumber, QStringLiteral("0891111111"));
+    EXPECT_EQ(t.call.CallState, StateIncomingConnected);
+    EXPECT_EQ(t.call.CallNumber, QStringLiteral("0891111111"));
+    EXPECT_EQ(t.call.shownStates.size(), shown) << "nothing shown for the ignored call";
 
     // The caller of the ignored call gives up: the call in progress goes on.
     t.line->farEndHangsUp(0x3490, second);
     t.settle();
-    EXPECT_EQ(t.call().CallState, StateIncomingConnected);
-    EXPECT_TRUE(CallLogRecords(*t.program).empty());
+    EXPECT_EQ(t.call.CallState, StateIncomingConnected);
+    EXPECT_TRUE(t.call.finished.empty());
 
     t.line->farEndHangsUp(0x3490, first);
     t.settle();
-    EXPECT_EQ(t.call().CallState, StateIdle);
-    EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
+    EXPECT_EQ(t.call.CallState, StateIdle);
+    ASSERT_EQ(t.call.finished.size(), 1u);
+    EXPECT_EQ(t.call.finished[0].CallNumber, QStringLiteral("0891111111"));
 }
 
 TEST(AlertDecision, ACallToNoOwnNumberIsIgnoredAndLeavesNoLogEntry) {
-    TestProgram t;
-    t.program->Konfigurationen.Item(1).setStrMSN(1, QStringLiteral("5551"));
+    TestLine t;
+    t.Konfigurationen.Item(1).setStrMSN(1, QStringLiteral("5551"));
     t.ring("891234567", "5559", true);
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("IcaSetAlert 0")));
-    EXPECT_EQ(t.call().CallState, StateIdle);
-    EXPECT_TRUE(t.call().CallNumber.isEmpty());
-    EXPECT_TRUE(t.program->sound.playingFile().isEmpty());
+    EXPECT_EQ(t.call.CallState, StateIdle);
+    EXPECT_TRUE(t.call.CallNumber.isEmpty());
+    EXPECT_TRUE(t.sound.playingFile().isEmpty());
+    EXPECT_TRUE(t.call.shownStates.empty());
 
     t.line->farEndHangsUp();
     t.settle();
-    EXPECT_EQ(t.call().CallState, StateIdle);
-    EXPECT_TRUE(CallLogRecords(*t.program).empty());
+    EXPECT_EQ(t.call.CallState, StateIdle);
+    EXPECT_TRUE(t.call.finished.empty());
 }
 
 TEST(AlertDecision, TheRingFileIsThatOfTheMatchingMSN) {
-    TestProgram t;
-    clsConfig& set = t.program->Konfigurationen.Item(1);
+    TestLine t;
+    clsConfig& set = t.Konfigurationen.Item(1);
     set.setStrMSN(1, QStringLiteral("5551"));
     set.setStrMSN(2, QStringLiteral("5552"));
     set.setStrMSNRufartFile(2, QStringLiteral("fax.wav"));
     t.ring("891234567", "5552", true);
     EXPECT_EQ(t.cti().intMSNIndex, 2);
-    EXPECT_TRUE(t.program->sound.playingFile().endsWith(QStringLiteral("/sound/fax.wav")));
+    EXPECT_TRUE(t.sound.playingFile().endsWith(QStringLiteral("/sound/fax.wav")));
 }
 
 TEST(OutgoingCall, DialsWaitsConnectsAndIsHungUp) {
-    TestProgram t;
-    Eurit30& call = t.call();
-    t.program->commands.Eurit_Dial(QStringLiteral("0891234567"));
+    TestLine t;
+    RecordingDisplay& call = t.call;
+    ASSERT_EQ(dial(t, "0891234567"), 0);
     t.settle();
     EXPECT_EQ(call.CallState, StateOutgoingWaiting);
     EXPECT_EQ(call.CallDirection, 2);
     EXPECT_EQ(call.CallNumber, QStringLiteral("0891234567"));
-    EXPECT_EQ(call.CallMSN, QStringLiteral("*")) << "the calling number is MSN 1 of set 1";
-    EXPECT_TRUE(t.program->sound.playingFile().endsWith(QStringLiteral("/sound/frei.wav")));
-    EXPECT_EQ(t.program->sound.playingLoops(), 100);
-    EXPECT_EQ(call.panel().lblStatus, QStringLiteral("Ringing (outgoing)"));
+    EXPECT_EQ(call.CallMSN, QStringLiteral("*")) << "the calling number the dial set";
+    EXPECT_TRUE(t.sound.playingFile().endsWith(QStringLiteral("/sound/frei.wav")));
+    EXPECT_EQ(t.sound.playingLoops(), 100);
+    EXPECT_EQ(call.shownStates, std::vector<int16_t>{StateOutgoingWaiting});
 
     t.clock.advance(4s);
-    t.program->clockTick();
     t.line->farEndAnswers();
     t.settle();
     EXPECT_EQ(call.CallState, StateOutgoingConnected);
-    EXPECT_TRUE(t.program->sound.playingFile().isEmpty());
-    EXPECT_EQ(call.panel().lblStatus, QStringLiteral("Connected (outgoing)"));
+    EXPECT_EQ(call.CallStart, t.clock.now());
+    EXPECT_TRUE(t.sound.playingFile().isEmpty());
+    EXPECT_EQ(call.shownStates.back(), StateOutgoingConnected);
 
     t.clock.advance(10s);
-    t.program->clockTick();
-    t.program->commands.Eurit_Hangup();
+    ASSERT_EQ(t.cti().CtiDisconnect(), 0);
     t.settle();
     EXPECT_EQ(call.CallState, StateIdle);
-    ASSERT_EQ(CallLogRecords(*t.program).size(), 1u);
-    EXPECT_EQ(CallLogRecords(*t.program)[0].Gesprächsdauer, 10);
-    EXPECT_EQ(CallLogRecords(*t.program)[0].Richtung, 2);
+    ASSERT_EQ(call.finished.size(), 1u);
+    EXPECT_EQ(call.finished[0].CallDuration, QStringLiteral("00:00:10"));
+    EXPECT_EQ(call.finished[0].CallDirection, 2);
+    EXPECT_EQ(call.finished[0].CallState, StateOutgoingConnected);
 }
 
 TEST(OutgoingCall, ABusyCalleeHearsTheBusyToneAfterTheLogEntryAndBeforeIdle) {
-    TestProgram t;
-    t.program->commands.Eurit_Dial(QStringLiteral("0891234567"));
+    TestLine t;
+    dial(t, "0891234567");
     t.settle();
     bool checked = false;
-    t.program->sound.observer = [&](const QString& op, const QString& file) {
+    t.sound.observer = [&](const QString& op, const QString& file) {
         if (op == QLatin1String("play") && file.endsWith(QLatin1String("besetzt.wav"))) {
-            EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
-            EXPECT_EQ(t.call().CallState, StateOutgoingWaiting);
+            EXPECT_EQ(t.call.finished.size(), 1u);
+            EXPECT_EQ(t.call.CallState, StateOutgoingWaiting);
             checked = true;
         }
     };
     t.line->farEndHangsUp(0x3491);
     t.settle();
     EXPECT_TRUE(checked);
-    EXPECT_EQ(t.program->sound.playingLoops(), 1);
-    EXPECT_EQ(t.call().CallState, StateIdle);
+    EXPECT_EQ(t.sound.playingLoops(), 1);
+    EXPECT_EQ(t.call.CallState, StateIdle);
+    EXPECT_EQ(t.call.IdleStatusText, QStringLiteral("User busy"));
 }
 
 TEST(AnsweringMachine, ItsCallIsState135AndATakeOverWritesTwoLogEntries) {
-    TestProgram t;
+    TestLine t;
     t.ring("891234567", "5551", true);
     // The machine has decided to answer: it sets its state and answers the call itself.
     t.cti().lngABState = 1;
@@ -185,43 +195,45 @@ TEST(AnsweringMachine, ItsCallIsState135AndATakeOverWritesTwoLogEntries) {
     t.line->clearRequests();
     t.cti().CtiAnswerCall(t.cti().event.callHandle);
     t.settle();
-    EXPECT_EQ(t.call().CallState, StateIncomingMachine);
+    EXPECT_EQ(t.call.CallState, StateIncomingMachine);
+    EXPECT_EQ(t.call.shownStates.back(), StateIncomingMachine);
     EXPECT_FALSE(t.line->requests().contains(QStringLiteral("SndInStart")))
         << "no voice path to the sound card";
-    EXPECT_FALSE(t.call().panel().buttons.answerVisible);
-    EXPECT_TRUE(t.call().panel().buttons.answerABVisible);
 
     t.clock.advance(20s);
-    t.program->clockTick();
-    t.cti().strRecordFile = t.program->sound.SoundFullPath(QStringLiteral("Msg20260105.wav"));
+    t.cti().strRecordFile = t.sound.SoundFullPath(QStringLiteral("Msg20260105.wav"));
     t.cti().intRecording = 1;
     t.line->clearRequests();
-    t.program->commands.Eurit_TakeOver();
-    EXPECT_EQ(t.call().CallState, StateIncomingConnected);
+    ASSERT_EQ(t.cti().CtiABÜbernahme(), 0);
+    EXPECT_EQ(t.call.CallState, StateIncomingConnected);
+    EXPECT_EQ(t.call.shownStates.back(), StateIncomingConnected);
     EXPECT_EQ(t.line->config().AnswerMode, 0);
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("SndInFileStop")));
     EXPECT_TRUE(t.line->requests().endsWith(QStringLiteral("SndOutStart")));
-    ASSERT_EQ(CallLogRecords(*t.program).size(), 1u);
-    EXPECT_EQ(CallLogRecords(*t.program)[0].Gesprächsdauer, 20);
-    EXPECT_EQ(CallLogRecords(*t.program)[0].Tondatei, QStringLiteral("Msg20260105.wav"));
-    EXPECT_EQ(t.call().panel().lblStatus, QStringLiteral("Connected (incoming)"));
+    ASSERT_EQ(t.call.finished.size(), 1u);
+    EXPECT_EQ(t.call.finished[0].CallDuration, QStringLiteral("00:00:20"));
+    EXPECT_EQ(t.call.finished[0].CallState, StateIncomingMachine);
+    EXPECT_EQ(t.call.finished[0].CallSoundFile, QStringLiteral("Msg20260105.wav"));
 
     t.clock.advance(30s);
     t.line->farEndHangsUp();
     t.settle();
-    ASSERT_EQ(CallLogRecords(*t.program).size(), 2u);
-    EXPECT_EQ(CallLogRecords(*t.program)[1].Gesprächsdauer, 30);
-    EXPECT_TRUE(CallLogRecords(*t.program)[1].Tondatei.isEmpty());
+    ASSERT_EQ(t.call.finished.size(), 2u);
+    EXPECT_EQ(t.call.finished[1].CallDuration, QStringLiteral("00:00:30"));
+    EXPECT_EQ(t.call.finished[1].CallState, StateIncomingConnected);
+    EXPECT_TRUE(t.call.finished[1].CallSoundFile.isEmpty());
 }
 
 TEST(ListeningIn, SwitchesTheLineToTheSoundCardOnlyWhileTheMachineHasTheCall) {
-    TestProgram t;
+    TestLine t;
     t.line->clearRequests();
     t.cti().setABMithören(true);
     EXPECT_TRUE(t.line->requests().isEmpty());
+    EXPECT_EQ(t.call.statusShown, 0);
     t.cti().lngABState = 2;
     t.cti().setABMithören(true);
     EXPECT_EQ(t.line->requests(), QStringList{QStringLiteral("SndOutStart")});
+    EXPECT_EQ(t.call.statusShown, 1) << "the status bar shows the listening";
     t.cti().setABMithören(false);
     EXPECT_TRUE(t.line->requests().endsWith(QStringLiteral("SndOutStop")));
     EXPECT_FALSE(t.cti().ABMithören());

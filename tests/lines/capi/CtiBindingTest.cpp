@@ -1,7 +1,7 @@
 // The start and stop of the line binding, its fatal paths, and the hand-over between the library's
 // thread and the pump.
 
-#include "tests/support/TestProgram.h"
+#include "tests/support/TestLine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -36,16 +36,12 @@ public:
     MOCK_METHOD(int32_t, cti_SetDebugFlag, (int32_t), (override));
 };
 
-struct MockedProgram {
-    ManualClock clock;
-    QTemporaryDir dir;
-    MockCtiLibrary* line;
-    std::unique_ptr<Program> program;
-    MockedProgram() {
-        auto mock = std::make_unique<::testing::NiceMock<MockCtiLibrary>>();
-        line = mock.get();
-        program = std::make_unique<Program>(clock, std::move(mock), dir.path());
-        program->settings.ErrorLogOn = 1;
+// The binding on a mocked line library, not started.
+struct MockedLine : TestLine {
+    MockCtiLibrary* mock;
+    MockedLine() : TestLine(std::make_unique<::testing::NiceMock<MockCtiLibrary>>(), false) {
+        mock = static_cast<MockCtiLibrary*>(library.get());
+        settings.ErrorLogOn = 1;
     }
     QString debugText() const {
         QFile f(dir.filePath(QStringLiteral("debug.txt")));
@@ -54,19 +50,19 @@ struct MockedProgram {
 };
 
 TEST(CtiInit, FillsTheBlocksFromTheSettings) {
-    MockedProgram p;
-    p.program->settings.BlockSize = 512;
-    p.program->settings.ErrorLogOn = 1;
-    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(1));
+    MockedLine p;
+    p.settings.BlockSize = 512;
+    p.settings.ErrorLogOn = 1;
+    EXPECT_CALL(*p.mock, cti_Init()).WillOnce(Return(1));
     EifcFields registered;
     FdWaveConfigBlock wave;
-    EXPECT_CALL(*p.line, cti_Register(_, _, _))
+    EXPECT_CALL(*p.mock, cti_Register(_, _, _))
         .WillOnce([&](const EifcConfigBlock& c, const FdWaveConfigBlock& w, CtiEventCallback) {
             registered = c.decode();
             wave = w;
             return 3;
         });
-    ASSERT_TRUE(p.program->startLine());
+    ASSERT_TRUE(p.startLine());
     EXPECT_EQ(registered.MaxBDataLen, 512);
     EXPECT_EQ(registered.Listen, 1);
     EXPECT_EQ(registered.CipMask, 0x10010);
@@ -78,132 +74,131 @@ TEST(CtiInit, FillsTheBlocksFromTheSettings) {
     EXPECT_EQ(wave.value(3), 1024);
     EXPECT_EQ(wave.value(4), -1);
     EXPECT_EQ(wave.value(5), -1);
-    EXPECT_EQ(p.program->cti.channel()->lngCtiId, 3);
+    EXPECT_EQ(p.binding.channel()->lngCtiId, 3);
 }
 
 TEST(CtiInit, AFailingLibraryIsFatalWithItsLogLine) {
-    MockedProgram p;
-    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(0));
-    EXPECT_CALL(*p.line, cti_Register(_, _, _)).Times(0);
-    EXPECT_FALSE(p.program->startLine());
-    EXPECT_EQ(p.program->fatalMessage(), QStringLiteral("CtiInit:Failed Reason: 0"));
+    MockedLine p;
+    EXPECT_CALL(*p.mock, cti_Init()).WillOnce(Return(0));
+    EXPECT_CALL(*p.mock, cti_Register(_, _, _)).Times(0);
+    EXPECT_FALSE(p.startLine());
+    EXPECT_EQ(p.binding.fatalMessage(), QStringLiteral("CtiInit:Failed Reason: 0"));
     EXPECT_TRUE(p.debugText().contains(QStringLiteral("\tCtiInit:Failed Reason: 0\n")));
 }
 
 TEST(CtiRegisterChannel, AFailedRegistrationIsFatalWithItsLogLine) {
-    MockedProgram p;
-    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(1));
-    EXPECT_CALL(*p.line, cti_Register(_, _, _)).WillOnce(Return(-4105));
-    EXPECT_FALSE(p.program->startLine());
+    MockedLine p;
+    EXPECT_CALL(*p.mock, cti_Init()).WillOnce(Return(1));
+    EXPECT_CALL(*p.mock, cti_Register(_, _, _)).WillOnce(Return(-4105));
+    EXPECT_FALSE(p.startLine());
     EXPECT_TRUE(p.debugText().contains(QStringLiteral("CtiRegister: Failed Channel 0 Err: -4105")));
-    EXPECT_EQ(p.program->cti.channel()->lngCtiId, -1);
+    EXPECT_EQ(p.binding.channel()->lngCtiId, -1);
 }
 
 TEST(CtiRegister, ASecondRegistrationDoesNotRegisterAgain) {
-    TestProgram t;
+    TestLine t;
     EXPECT_EQ(t.cti().CtiRegister([](const CtiEvent&) {}), -1);
     EXPECT_EQ(t.line->requests().count(QStringLiteral("Register")), 1);
 }
 
 TEST(CtiExit, AFailingExitIsLoggedAndTheStopGoesOn) {
-    MockedProgram p;
-    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(1));
-    EXPECT_CALL(*p.line, cti_Register(_, _, _)).WillOnce(Return(1));
-    EXPECT_CALL(*p.line, cti_Exit()).WillOnce(Return(-2));
-    ASSERT_TRUE(p.program->startLine());
-    p.program->stopLine();
+    MockedLine p;
+    EXPECT_CALL(*p.mock, cti_Init()).WillOnce(Return(1));
+    EXPECT_CALL(*p.mock, cti_Register(_, _, _)).WillOnce(Return(1));
+    EXPECT_CALL(*p.mock, cti_Exit()).WillOnce(Return(-2));
+    ASSERT_TRUE(p.startLine());
+    p.stopLine();
     EXPECT_TRUE(p.debugText().contains(QStringLiteral("cti_Exit: Failed, Reason: -2")));
-    EXPECT_EQ(p.program->cti.channel(), nullptr);
+    EXPECT_EQ(p.binding.channel(), nullptr);
 }
 
 TEST(CtiWrappers, AnUnregisteredChannelAnswersWithoutCallingTheLibrary) {
-    MockedProgram p;
-    EXPECT_CALL(*p.line, cti_Init()).WillOnce(Return(1));
-    ASSERT_TRUE(p.program->cti.CtiInit());
-    clsCti& cti = *p.program->cti.channel();
-    EXPECT_CALL(*p.line, cti_Connect(_)).Times(0);
-    EXPECT_CALL(*p.line, cti_IcaGetConfig(_, _)).Times(0);
+    MockedLine p;
+    EXPECT_CALL(*p.mock, cti_Init()).WillOnce(Return(1));
+    ASSERT_TRUE(p.binding.CtiInit());
+    clsCti& cti = *p.binding.channel();
+    EXPECT_CALL(*p.mock, cti_Connect(_)).Times(0);
+    EXPECT_CALL(*p.mock, cti_IcaGetConfig(_, _)).Times(0);
     EXPECT_EQ(cti.CtiConnect(), -1);
     EXPECT_EQ(cti.CtiDisconnect(), -1);
     EXPECT_EQ(cti.CtiIcaGetConfig(), -3);
-    EXPECT_CALL(*p.line, cti_SetDebugFlag(1)).WillOnce(Return(0));
+    EXPECT_CALL(*p.mock, cti_SetDebugFlag(1)).WillOnce(Return(0));
     EXPECT_EQ(cti.CtiSetDebugFlag(1), 0) << "called without the registration test";
-    EXPECT_CALL(*p.line, cti_Release(-1)).WillOnce(Return(-5));
+    EXPECT_CALL(*p.mock, cti_Release(-1)).WillOnce(Return(-5));
     EXPECT_EQ(cti.CtiRelease(), -5);
     EXPECT_EQ(cti.lngCtiId, -1);
 }
 
 TEST(CtiEventPump, AnEventOfAnUnknownChannelIsDroppedAndLogged) {
-    TestProgram t;
+    TestLine t;
     CtiEvent e;
     e.setType(CtiEvent::CallState);
     e.setXcId(99);
     e.setStateName("D_ConnectPending");
     {
-        std::lock_guard lock(t.program->cti.queue().mutex);
-        ASSERT_TRUE(t.program->cti.queue().push(e));
+        std::lock_guard lock(t.binding.queue().mutex);
+        ASSERT_TRUE(t.binding.queue().push(e));
     }
-    t.program->eventTick();
-    EXPECT_EQ(t.program->cti.pendingEvents(), 0);
-    EXPECT_EQ(t.call().CallState, StateIdle);
+    t.eventTick();
+    EXPECT_EQ(t.binding.pendingEvents(), 0);
+    EXPECT_EQ(t.call.CallState, StateIdle);
     const QStringList lines = t.logLines(QStringLiteral("error.log"));
     ASSERT_EQ(lines.size(), 1);
     EXPECT_TRUE(lines[0].endsWith(QStringLiteral(" GetCtiIdbyXcId failed")));
 }
 
 TEST(CtiEventEntry, AnEventForNoChannelIsNotQueued) {
-    TestProgram t;
+    TestLine t;
     CtiEvent e;
     e.setType(CtiEvent::Dtmf);
     e.setXcId(42);
-    t.program->cti.CtiEventEntry(e);
-    EXPECT_EQ(t.program->cti.pendingEvents(), 0);
-    EXPECT_EQ(t.program->cti.queue().busy, 0);
+    t.binding.CtiEventEntry(e);
+    EXPECT_EQ(t.binding.pendingEvents(), 0);
+    EXPECT_EQ(t.binding.queue().busy, 0);
 }
 
 TEST(CtiEventPump, SkipsItsTickWhileTheEntryIsBusy) {
-    TestProgram t;
+    TestLine t;
     t.line->sendDtmf('5');
     t.line->waitIdle();
-    ASSERT_EQ(t.program->cti.pendingEvents(), 1);
-    CtiEventQueue& q = t.program->cti.queue();
+    ASSERT_EQ(t.binding.pendingEvents(), 1);
+    CtiEventQueue& q = t.binding.queue();
     q.busy = 1;
-    t.program->eventTick();
-    EXPECT_EQ(t.program->cti.pendingEvents(), 1) << "busy flag up: nothing taken";
+    t.eventTick();
+    EXPECT_EQ(t.binding.pendingEvents(), 1) << "busy flag up: nothing taken";
     q.busy = 0;
     {
         std::lock_guard lock(q.mutex); // the entry holds the ring
-        t.program->eventTick();
+        t.eventTick();
         EXPECT_EQ(q.count(), 1) << "ring locked: the pump does not wait";
     }
-    t.program->eventTick();
-    EXPECT_EQ(t.program->cti.pendingEvents(), 0);
+    t.eventTick();
+    EXPECT_EQ(t.binding.pendingEvents(), 0);
 }
 
 TEST(CtiEventPump, OneEventPerTick) {
-    TestProgram t;
+    TestLine t;
     for (char d : {'1', '2', '3'})
         t.line->sendDtmf(d);
     t.line->waitIdle();
-    ASSERT_EQ(t.program->cti.pendingEvents(), 3);
-    t.program->eventTick();
-    EXPECT_EQ(t.program->cti.pendingEvents(), 2);
+    ASSERT_EQ(t.binding.pendingEvents(), 3);
+    t.eventTick();
+    EXPECT_EQ(t.binding.pendingEvents(), 2);
     EXPECT_EQ(t.cti().event.dtmfDigit, '1');
 }
 
 TEST(CtiEventEntry, AFullRingDropsNewEventsLogsThemAndKeepsRoomForTheCallsEnd) {
-    TestProgram t;
-    t.ring();
-    t.program->commands.Eurit_Answer();
+    TestLine t;
+    t.cti().CtiAnswerCall(t.ring());
     t.settle();
-    ASSERT_EQ(t.call().CallState, StateIncomingConnected);
+    ASSERT_EQ(t.call.CallState, StateIncomingConnected);
 
     // The main thread stands still while the far end keys 60 digits.
     for (int i = 0; i < 60; ++i)
         t.line->sendDtmf('1');
     t.line->waitIdle();
     const int16_t kept = CtiEventQueue::Slots - CtiBinding::SlotsKeptForCallEnds;
-    EXPECT_EQ(t.program->cti.pendingEvents(), kept);
+    EXPECT_EQ(t.binding.pendingEvents(), kept);
     EXPECT_EQ(t.logLines(QStringLiteral("error.log")).filter(QStringLiteral("CtiEventQueue full")).size(),
               60 - kept);
 
@@ -212,31 +207,30 @@ TEST(CtiEventEntry, AFullRingDropsNewEventsLogsThemAndKeepsRoomForTheCallsEnd) {
     t.line->farEndHangsUp(0x3490, 1);
     t.line->waitIdle();
     EXPECT_EQ(t.line->requests(), QStringList{QStringLiteral("IcaSetAlert 0")});
-    EXPECT_EQ(t.program->cti.pendingEvents(), kept + 1) << "the end of the call found its slot";
+    EXPECT_EQ(t.binding.pendingEvents(), kept + 1) << "the end of the call found its slot";
 
     t.settle();
-    EXPECT_EQ(t.call().CallState, StateIdle);
-    EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
+    EXPECT_EQ(t.call.CallState, StateIdle);
+    EXPECT_EQ(t.call.finished.size(), 1u);
 }
 
 TEST(CtiExit, TakesWhatIsLeftSoTheLastCallIsStillLogged) {
-    TestProgram t;
-    t.ring();
-    t.program->commands.Eurit_Answer();
+    TestLine t;
+    t.cti().CtiAnswerCall(t.ring());
     t.settle();
-    ASSERT_EQ(t.call().CallState, StateIncomingConnected);
+    ASSERT_EQ(t.call.CallState, StateIncomingConnected);
     t.line->farEndHangsUp();
     t.line->waitIdle();
-    ASSERT_EQ(t.program->cti.pendingEvents(), 1) << "the event timer is off: the end still waits in the ring";
-    t.program->stopLine();
-    EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
-    EXPECT_EQ(t.call().CallState, StateIdle);
-    EXPECT_EQ(t.program->cti.channel(), nullptr);
+    ASSERT_EQ(t.binding.pendingEvents(), 1) << "the event timer is off: the end still waits in the ring";
+    t.stopLine();
+    EXPECT_EQ(t.call.finished.size(), 1u) << "the call's end reached the record";
+    EXPECT_EQ(t.call.CallState, StateIdle);
+    EXPECT_EQ(t.binding.channel(), nullptr);
     EXPECT_TRUE(t.line->requests().contains(QStringLiteral("Exit")));
 }
 
 TEST(LibraryReports, FileAndErrorReportsRunAtOnceOutsideTheQueue) {
-    TestProgram t;
+    TestLine t;
     CtiEvent fileOut;
     fileOut.setType(CtiEvent::FileOut);
     fileOut.setFileOutValue(0, 7);
@@ -248,7 +242,7 @@ TEST(LibraryReports, FileAndErrorReportsRunAtOnceOutsideTheQueue) {
     error.setErrorText("controller lost");
     t.line->raise(error);
     t.line->waitIdle();
-    EXPECT_EQ(t.program->cti.pendingEvents(), 0);
+    EXPECT_EQ(t.binding.pendingEvents(), 0);
     EXPECT_EQ(t.cti().fileOutReport[0], 7);
     const QStringList errors = t.logLines(QStringLiteral("error.log"));
     ASSERT_EQ(errors.size(), 1);

@@ -1,7 +1,7 @@
 // The hand-over between the line library's thread and the main thread, under load. Built and run under
 // the thread sanitizer as well.
 
-#include "tests/support/TestProgram.h"
+#include "tests/support/TestLine.h"
 
 #include <gtest/gtest.h>
 
@@ -17,8 +17,8 @@ struct Pumped {
     int backwards = 0; // sequence numbers that went back
 };
 
-Pumped pumpUntilDone(TestProgram& t, const std::atomic<bool>& done) {
-    CtiBinding& binding = t.program->cti;
+Pumped pumpUntilDone(TestLine& t, const std::atomic<bool>& done) {
+    CtiBinding& binding = t.binding;
     Pumped result;
     int32_t last = 0;
     while (!done || binding.pendingEvents() > 0) {
@@ -45,8 +45,8 @@ CtiEvent sequenced(int32_t n, int32_t channel) {
 }
 
 TEST(Handover, EveryEventArrivesOnceAndInOrderWhileBothThreadsRun) {
-    TestProgram t;
-    CtiBinding& binding = t.program->cti;
+    TestLine t;
+    CtiBinding& binding = t.binding;
     const int32_t channel = t.cti().lngCtiId;
     constexpr int Events = 20000;
     std::atomic<bool> done = false;
@@ -67,8 +67,8 @@ TEST(Handover, EveryEventArrivesOnceAndInOrderWhileBothThreadsRun) {
 }
 
 TEST(Handover, AnOverrunDropsNewEventsButNeverCorruptsOrReordersOld) {
-    TestProgram t;
-    CtiBinding& binding = t.program->cti;
+    TestLine t;
+    CtiBinding& binding = t.binding;
     const int32_t channel = t.cti().lngCtiId;
     constexpr int Events = 5000;
     std::atomic<bool> done = false;
@@ -86,30 +86,30 @@ TEST(Handover, AnOverrunDropsNewEventsButNeverCorruptsOrReordersOld) {
 }
 
 TEST(Handover, CallsRungFromTheLineThreadWhileThePumpRuns) {
-    TestProgram t;
+    TestLine t;
     std::atomic<bool> stop = false;
     std::thread pump([&] {
         // Stands in for the 100 ms timer, run flat out.
         while (!stop)
-            t.program->eventTick();
+            t.eventTick();
     });
     for (int i = 0; i < 200; ++i) {
         t.line->offerCall("891234567", "5551", true);
         t.line->farEndHangsUp();
     }
     t.line->waitIdle();
-    while (t.program->cti.pendingEvents() > 0)
+    while (t.binding.pendingEvents() > 0)
         std::this_thread::yield();
     stop = true;
     pump.join();
-    EXPECT_EQ(t.call().CallState, StateIdle);
-    // Each call that was let ring is in the log once; one that came while the last was still up was
-    // ignored and left no trace.
+    EXPECT_EQ(t.call.CallState, StateIdle);
+    // Each call that was let ring reached its end in the record once; one that came while the last was
+    // still up was ignored and left no trace.
     const auto alerted = t.line->requests().count(QStringLiteral("IcaSetAlert 1"));
     EXPECT_GT(alerted, 0);
     // The flood overruns the ring: offers and the ends of ignored calls are dropped, but an alerted
     // call always finds room for its end.
-    EXPECT_EQ(CallLogRecords(*t.program).size(), std::size_t(alerted));
+    EXPECT_EQ(t.call.finished.size(), std::size_t(alerted));
 }
 
 } // namespace

@@ -1,8 +1,7 @@
 // The line library through the real libcapi20 and the simulated exchange: calls, voice, files, DTMF
 // and a lost server, as the library raises them.
 
-#include "tests/platform/capilink/CapiLineSupport.h"
-#include "tests/support/TestProgram.h"
+#include "tests/support/CapiLineSupport.h"
 
 #include "platform/voice/AudioDevice.h"
 

@@ -1,7 +1,7 @@
 // The call log (type 2): its file as dbfread reads it, its record block byte for byte, the date index
 // through writes, reopen, damage and pack, and PDB_GETJulianDays.
 
-#include "PdbTestSupport.h"
+#include "tests/platform/pdbstore/PdbTestSupport.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

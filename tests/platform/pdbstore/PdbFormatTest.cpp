@@ -2,7 +2,7 @@
 // the dbf module (Debian's python3-dbfread and python3-dbf), and a table that dbf writes read by the
 // store.
 
-#include "PdbTestSupport.h"
+#include "tests/platform/pdbstore/PdbTestSupport.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

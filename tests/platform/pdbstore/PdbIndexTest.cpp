@@ -1,7 +1,7 @@
 // The indexes: the hash index itself, index files that are missing, stale or damaged, indexes kept
 // current by every write, and the pack.
 
-#include "PdbTestSupport.h"
+#include "tests/platform/pdbstore/PdbTestSupport.h"
 
 #include "platform/pdbstore/PdbIndex.h"
 

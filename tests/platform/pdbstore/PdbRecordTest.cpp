@@ -1,7 +1,7 @@
 // Records through the file: blocks in and out, keys, the walk, the record buffer, the searches, and the
 // codes of the store's operations. Deleted records are never found.
 
-#include "PdbTestSupport.h"
+#include "tests/platform/pdbstore/PdbTestSupport.h"
 
 #include <cmath>
 

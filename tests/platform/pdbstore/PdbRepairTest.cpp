@@ -2,7 +2,7 @@
 // kill at any moment, torn appends are cut off, files that are no table of ours fail with their code and
 // stay as they are, and an open table is locked.
 
-#include "PdbTestSupport.h"
+#include "tests/platform/pdbstore/PdbTestSupport.h"
 
 #include <QFile>
 

@@ -1,4 +1,4 @@
-#include "PdbTestSupport.h"
+#include "tests/platform/pdbstore/PdbTestSupport.h"
 
 #include "platform/Windows1252.h"
 

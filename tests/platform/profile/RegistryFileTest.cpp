@@ -1,4 +1,4 @@
-#include "platform/profile/modRegSet.h"
+#include "platform/profile/RegistryFile.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,0 +1,233 @@
+// The main window, wired to a program on the stand-in line by its owner: the panel and the call buttons
+// follow the call, and the keys of txtNumber dial and hang up. With MORVA_SCREENSHOT_DIR set, the window is
+// saved as a picture in each state of a call.
+
+#include "shell/base/Language.h"
+#include "shell/call/Eurit30.h"
+#include "shell/ui/ProgramWindows.h"
+#include "tests/support/TestProgram.h"
+
+#include <QAction>
+#include <QCoreApplication>
+#include <QDir>
+#include <QLabel>
+#include <QLayout>
+#include <QLineEdit>
+#include <QPainter>
+#include <QSignalSpy>
+#include <QTest>
+#include <QToolButton>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+QString S(const char* text) {
+    return QString::fromUtf8(text);
+}
+
+struct Window : TestProgram {
+    std::unique_ptr<ProgramWindows> windows;
+    Main* main = nullptr;
+    QStringList messages;
+    Window() : TestProgram(false) {
+        windows = std::make_unique<ProgramWindows>(*program);
+        main = &windows->main();
+        program->commands().setShowMessage([this](const QString& text) { messages << text; });
+        EXPECT_EQ(windows->Form_Load(), MainLifecycle::StartResult::Started);
+        main->show();
+    }
+    ~Window() { windows.reset(); }
+    QAction* button(const char* key) const { return main->findChild<QAction*>(QString::fromLatin1(key)); }
+    QString label(const char* name) const {
+        return main->findChild<QLabel*>(QString::fromUtf8(name))->text();
+    }
+    QLineEdit* txtNumber() const { return main->findChild<QLineEdit*>(S("txtNumber")); }
+    void snapshot(const QString& name) const {
+        const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
+        if (!dir.isEmpty()) {
+            QCoreApplication::processEvents(); // let the tool bar lay out its buttons anew
+            QDir().mkpath(dir);
+            main->grab().save(QDir(dir).filePath(name + S(".png")));
+        }
+    }
+    // What the buttons show: visible keys, and which of DIAL and HANGUP are enabled.
+    QString buttons() const {
+        QStringList shown;
+        for (const char* key : {"DIAL", "ANSWER", "ANSWERAB", "HANGUP"}) {
+            QAction* a = button(key);
+            if (a->isVisible())
+                shown << QString::fromLatin1(key) + (a->isEnabled() ? QString() : S("(off)"));
+        }
+        return shown.join(QLatin1Char(' '));
+    }
+};
+
+TEST(MainWindow, FollowsAnIncomingCallThroughEveryStateAndKeepsWhatIsTypedAfterIt) {
+    Window w;
+    // The names by which the captions and the call's states reach the controls.
+    for (const char* name : {"Label1", "Frame1", "lblName", "lblOrt", "lblMSN", "lblStatus", "lblDauer",
+                             "lblGebühren", "txtNumber", "DDENummer", "tbrBigButtons", "Laststate_label",
+                             "Last_Gebühren_label", "Last_dauer_label", "lblMSNLabel", "lblOrtLabel"})
+        EXPECT_NE(w.main->findChild<QWidget*>(QString::fromUtf8(name)), nullptr) << name;
+    for (const char* key : {"PHONEBOOK", "PROTOKOLL", "DIAL", "ANSWER", "ANSWERAB", "HANGUP"})
+        ASSERT_NE(w.button(key), nullptr) << key;
+    EXPECT_FALSE(w.main->findChild<QWidget*>(S("DDENummer"))->isVisible());
+    w.txtNumber()->setFocus();
+    EXPECT_EQ(w.buttons(), S("DIAL HANGUP(off)"));
+    w.snapshot(S("state-0"));
+
+    w.ring("891234567", "5551", true);
+    EXPECT_EQ(w.buttons(), S("ANSWER HANGUP"));
+    EXPECT_EQ(w.label("lblStatus"), S("Ringing (incoming)"));
+    EXPECT_EQ(w.label("lblName"), S("0891234567"));
+    EXPECT_EQ(w.label("lblMSN"), S("5551"));
+    EXPECT_EQ(w.txtNumber()->text(), S("0891234567"));
+    w.snapshot(S("state-134"));
+
+    w.button("ANSWER")->trigger();
+    w.settle();
+    EXPECT_EQ(w.buttons(), S("DIAL(off) HANGUP"));
+    EXPECT_EQ(w.label("lblStatus"), S("Connected (incoming)"));
+    w.clock.advance(42s);
+    w.program->clockTick();
+    EXPECT_EQ(w.label("lblDauer"), S("00:00:42"));
+    w.snapshot(S("state-144"));
+
+    QTest::keyClick(w.txtNumber(), Qt::Key_Escape);
+    w.settle();
+    EXPECT_EQ(w.buttons(), S("DIAL HANGUP(off)"));
+    EXPECT_EQ(w.label("lblStatus"), S("No additional information"));
+    EXPECT_EQ(w.label("lblDauer"), S("00:00:42"));
+    EXPECT_TRUE(w.messages.isEmpty());
+
+    w.txtNumber()->clear();
+    QTest::keyClicks(w.txtNumber(), S("0301"));
+    w.call().Eurit_ShowCallState(MaskAll);
+    EXPECT_EQ(w.txtNumber()->text(), S("0301"));
+}
+
+TEST(MainWindow, MachineStateOffersTheTakeOver) {
+    Window w;
+    w.ring("891234567", "5551", true);
+    w.cti().lngABState = 1;
+    w.cti().CtiAnswerCall(w.cti().event.callHandle);
+    w.settle();
+    EXPECT_EQ(w.buttons(), S("ANSWERAB HANGUP"));
+    w.snapshot(S("state-135"));
+    w.button("ANSWERAB")->trigger();
+    EXPECT_EQ(w.buttons(), S("DIAL(off) HANGUP"));
+}
+
+TEST(MainWindow, EnterDialsTheTypedNumberAndTheOutgoingCallRunsItsStates) {
+    Window w;
+    QTest::keyClicks(w.txtNumber(), S("030/1234-5"));
+    QTest::keyClick(w.txtNumber(), Qt::Key_Return);
+    EXPECT_TRUE(w.line->requests().contains(S("Connect 03012345 from *")));
+    w.settle();
+    EXPECT_EQ(w.buttons(), S("DIAL HANGUP"));
+    EXPECT_EQ(w.label("lblStatus"), S("Ringing (outgoing)"));
+    w.snapshot(S("state-6"));
+    w.line->farEndAnswers();
+    w.settle();
+    EXPECT_EQ(w.buttons(), S("DIAL(off) HANGUP"));
+    w.snapshot(S("state-16"));
+    w.button("HANGUP")->trigger();
+    w.settle();
+    EXPECT_EQ(w.buttons(), S("DIAL HANGUP(off)"));
+}
+
+// The window alone, as every window of the program is built: it shows the panel and the line state it is
+// given, in the language it is given, and only emits what the user wants.
+TEST(MainWindow, AloneShowsWhatItIsGivenAndEmitsWhatTheUserWants) {
+    Language language;
+    Main main(language);
+    main.show();
+    StatusPanel panel;
+    panel.lblName = S("Anna Berger");
+    panel.lblStatus = S("Ringing (incoming)");
+    panel.txtNumber = S("0891234567");
+    panel.buttons = ButtonsForState(StateIncomingRinging);
+    main.Me_ShowPanel(panel);
+    EXPECT_EQ(main.findChild<QLabel*>(S("lblName"))->text(), S("Anna Berger"));
+    EXPECT_EQ(main.findChild<QLineEdit*>(S("txtNumber"))->text(), S("0891234567"));
+    auto* answer = main.findChild<QAction*>(S("ANSWER"));
+    EXPECT_TRUE(answer->isVisible());
+    EXPECT_FALSE(main.findChild<QAction*>(S("DIAL"))->isVisible());
+
+    QSignalSpy answered(&main, &Main::answerRequested);
+    QSignalSpy dialled(&main, &Main::dialRequested);
+    QSignalSpy hungUp(&main, &Main::hangupRequested);
+    QSignalSpy edited(&main, &Main::numberEdited);
+    answer->trigger();
+    EXPECT_EQ(answered.count(), 1);
+    auto* number = main.findChild<QLineEdit*>(S("txtNumber"));
+    number->clear();
+    QTest::keyClicks(number, S("030"));
+    EXPECT_EQ(edited.count(), 3);
+    QTest::keyClick(number, Qt::Key_Return);
+    ASSERT_EQ(dialled.count(), 1);
+    EXPECT_EQ(dialled.at(0).at(0).toString(), S("030"));
+    QTest::keyClick(number, Qt::Key_Escape);
+    EXPECT_EQ(hungUp.count(), 1);
+
+    auto* lineStatus = main.findChild<QLabel*>(S("lineStatus"));
+    main.Me_ShowStatusBar(true);
+    const QString english = lineStatus->text();
+    EXPECT_EQ(english, language.LanguageString(3177));
+    language.LanguageSet(7);
+    main.Me_Set_Language();
+    EXPECT_EQ(lineStatus->text(), language.LanguageString(3177)) << "the line state stays, in German";
+    EXPECT_NE(lineStatus->text(), english);
+    EXPECT_EQ(main.findChild<QAction*>(S("HANGUP"))->text(), language.LanguageString(3174));
+
+    bool mayClose = false;
+    main.setCloseQuery([&] { return mayClose; });
+    main.close();
+    EXPECT_TRUE(main.isVisible()) << "the owner refused";
+    mayClose = true;
+    main.close();
+    EXPECT_FALSE(main.isVisible());
+}
+
+// Rows of the picture with ink in them (darker than the window's background).
+int inkedRows(const QImage& image) {
+    int rows = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (qGray(image.pixel(x, y)) < 128) {
+                ++rows;
+                break;
+            }
+        }
+    }
+    return rows;
+}
+
+// The dots of a capital stand above the font's ascent in common fonts; the place and name labels show
+// them whole, as tall as the letter drawn with room to spare.
+TEST(MainWindow, AccentsOfCapitalsAreNotCutOff) {
+    Window w;
+    for (const char* name : {"lblOrt", "lblName"}) {
+        SCOPED_TRACE(name);
+        auto* label = w.main->findChild<QLabel*>(QString::fromLatin1(name));
+        const QString text = S("Ö");
+        label->setText(text);
+        w.main->centralWidget()->layout()->activate();
+
+        const QFontMetrics metrics(label->font());
+        QImage free(metrics.horizontalAdvance(text) + 8, metrics.height() * 3, QImage::Format_RGB32);
+        free.fill(Qt::white);
+        QPainter painter(&free);
+        painter.setFont(label->font());
+        painter.setPen(Qt::black);
+        painter.drawText(4, metrics.height() * 2, text);
+        painter.end();
+
+        EXPECT_EQ(inkedRows(label->grab().toImage()), inkedRows(free));
+    }
+}
+
+} // namespace
