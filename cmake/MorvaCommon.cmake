@@ -30,22 +30,29 @@ function(morva_library name)
     target_link_libraries(${name} PUBLIC morva_common ${ARG_LINKS})
 endfunction()
 
-# The targets defined in a folder and the folders below it.
-function(morva_targets_below dir out)
+# The folders of the build below `dir` (itself included) and the targets defined in them.
+function(morva_targets_below dir out_targets out_folders)
     get_property(targets DIRECTORY "${dir}" PROPERTY BUILDSYSTEM_TARGETS)
     get_property(subdirs DIRECTORY "${dir}" PROPERTY SUBDIRECTORIES)
+    set(folders "${dir}")
     foreach(sub IN LISTS subdirs)
-        morva_targets_below("${sub}" below)
-        list(APPEND targets ${below})
+        morva_targets_below("${sub}" below_targets below_folders)
+        list(APPEND targets ${below_targets})
+        list(APPEND folders ${below_folders})
     endforeach()
-    set(${out} ${targets} PARENT_SCOPE)
+    set(${out_targets} ${targets} PARENT_SCOPE)
+    set(${out_folders} ${folders} PARENT_SCOPE)
 endfunction()
 
-# Writes every library and executable of the build with its folder, its sources and its direct links to
-# `file`, one line each ("target", "sources", "links", fields separated by tabs), for the layering test.
+# Writes the folders of the build, and every library and executable with its folder, its sources and its
+# direct links, to `file`: one line each ("binary", "folder", "target", "sources", "links", fields
+# separated by tabs), for the layering test.
 function(morva_write_targets_file file)
-    morva_targets_below("${PROJECT_SOURCE_DIR}" targets)
+    morva_targets_below("${PROJECT_SOURCE_DIR}" targets folders)
     set(content "binary\t${PROJECT_BINARY_DIR}\n")
+    foreach(folder IN LISTS folders)
+        string(APPEND content "folder\t${folder}\n")
+    endforeach()
     foreach(target IN LISTS targets)
         get_target_property(type ${target} TYPE)
         if(type STREQUAL "INTERFACE_LIBRARY")

@@ -128,6 +128,8 @@ private:
             const QString kind = fields.front();
             if (kind == QLatin1String("binary")) {
                 binary = relative(fields.value(1));
+            } else if (kind == QLatin1String("folder")) {
+                m_buildFolders.insert(relative(fields.value(1)));
             } else if (kind == QLatin1String("target")) {
                 Target target{fields.value(1), relative(fields.value(2)), {}, {}};
                 current = &(m_targets[target.name] = target);
@@ -211,8 +213,8 @@ private:
             ADD_FAILURE() << tablePath().toStdString() << " has no table of layers";
     }
 
-    // Every header and source of the tree (without the build's folders and the fuzz project, which is
-    // built on its own), and their quoted includes.
+    // Every header and source of the folders this build made (the benchmarks are left out of a sanitizer
+    // build, the fuzz project builds on its own), and their quoted includes.
     void readIncludes() {
         static const QRegularExpression include(QStringLiteral(R"re(^\s*#\s*include\s*"([^"]+)")re"));
         QDirIterator it(m_root, {QStringLiteral("*.cpp"), QStringLiteral("*.h")}, QDir::Files,
@@ -220,8 +222,7 @@ private:
         while (it.hasNext()) {
             const QString path = relative(it.next());
             const QString top = path.section(QLatin1Char('/'), 0, 0);
-            if (top.startsWith(QLatin1Char('.')) || top.startsWith(QLatin1String("build")) ||
-                top == QLatin1String("fuzz") ||
+            if (!m_buildFolders.contains(top) ||
                 (!m_binary.startsWith(QLatin1String("..")) && path.startsWith(m_binary + QLatin1Char('/'))))
                 continue;
             m_files << path;
@@ -240,6 +241,7 @@ private:
 
     QString m_root;
     QString m_binary;
+    QSet<QString> m_buildFolders;
     std::map<QString, Target> m_targets;
     std::map<QString, Layer> m_table;
     QHash<QString, QStringList> m_owners;
