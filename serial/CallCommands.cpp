@@ -35,7 +35,7 @@ void CallCommands::Eurit_Dial(const QString& typed) {
         const int msn = m_settings.DialMSN >= 1 && m_settings.DialMSN <= 5 ? m_settings.DialMSN : 1;
         cti->eifc.CallingNumber = m_configs.Item(1).strMSN(msn).toLatin1();
         cti->CtiIcaSetConfig();
-        result = cti->CtiConnect();
+        result = m_line.CtiDial();
     }
     report(QStringLiteral("CtiConnect"), result);
     m_display.Eurit_ShowCallFields(MaskAll);

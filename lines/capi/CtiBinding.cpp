@@ -72,19 +72,25 @@ int16_t CtiBinding::pendingEvents() {
     return m_queue.count();
 }
 
-void CtiBinding::CtiExit() {
-    // The event timer is off by now. What still stands in the queue is taken here, so that a last
-    // "Disconnected" still ends its call and writes its log entry. The library may go on raising events
-    // until it has stopped, so the drain is bounded: at most two rings' worth, yielding while the entry
-    // runs.
+void CtiBinding::drainQueue() {
+    // The library may go on raising events until it has stopped, so the drain is bounded: at most two
+    // rings' worth, yielding while the entry runs.
     for (int round = 0; round < 2 * CtiEventQueue::Slots && pendingEvents() > 0; ++round) {
         if (m_queue.busy)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         CtiEventPump();
     }
+}
+
+void CtiBinding::CtiExit() {
+    // The event timer is off by now. What still stands in the queue is taken first; then the library
+    // ends, clearing a call still up and reporting its "Disconnected", which is taken as well, so the
+    // call in progress at the stop is still logged.
+    drainQueue();
     const int32_t result = m_library.cti_Exit();
     if (result < 0)
         m_logs.Log_Write(QStringLiteral("cti_Exit: Failed, Reason: %1").arg(result));
+    drainQueue();
     {
         std::lock_guard lock(m_queue.mutex);
         if (m_queue.count() > 0)
@@ -93,6 +99,29 @@ void CtiBinding::CtiExit() {
         m_lineCall = 0;
     }
     m_channels.clear();
+}
+
+int32_t CtiBinding::CtiDial() {
+    clsCti* cti = channel();
+    if (!cti)
+        return -1;
+    // From the connect request on, the line has a call of the program's: an offered call must not be
+    // alerted in its place, though the line names the call only when the exchange has taken it.
+    bool pending = false;
+    {
+        std::lock_guard lock(m_queue.mutex);
+        if (m_lineCall == 0) {
+            m_lineCall = DialPending;
+            pending = true;
+        }
+    }
+    const int32_t result = cti->CtiConnect();
+    if (result < 0 && pending) {
+        std::lock_guard lock(m_queue.mutex);
+        if (m_lineCall == DialPending)
+            m_lineCall = 0;
+    }
+    return result;
 }
 
 int CtiBinding::GetCtiIdbyXcId(int32_t xcId) const {
@@ -120,24 +149,31 @@ void CtiBinding::callStateEntry(clsCti& cti, const CtiEvent& event) {
     const bool offered = state == StateConnectPending && event.direction() == 1;
     const bool callEnd = state == StateConnected || state == StateDisconnected;
     if (!offered) {
+        // The program's own call is named once the exchange has taken it; it may also end before that
+        // (a server lost while it was dialled), while the binding still holds it as pending.
         if (state == StateConnectPending)
             m_lineCall = event.callHandle();
-        else if (state == StateDisconnected && event.callHandle() == m_lineCall)
+        else if (state == StateDisconnected &&
+                 (event.callHandle() == m_lineCall || m_lineCall == DialPending))
             m_lineCall = 0;
         enqueue(event, callEnd);
         return;
     }
     // A call that comes while another call is up, that matches no own number, or that the ring has no
-    // room for (the program would never see it) is not offered to the user.
+    // room for (the program would never see it) is not offered to the user. The line may still refuse
+    // to alert (it holds a call of the program's that the binding has not heard of yet): then the call
+    // is ignored as well.
     const bool callInProgress = m_call.CallState != StateIdle || m_lineCall != 0;
     const bool wanted = !callInProgress && m_configs.Item(1).GetMatchMSNNummer(
                                                QString::fromLatin1(event.calledNumber()), true) != 0;
-    const uint8_t alert = enqueue(event, false, wanted) && wanted;
+    uint8_t alert = wanted && m_queue.freeSlots() > SlotsKeptForCallEnds;
+    if (cti.CtiIcaSetAlert(alert) < 0)
+        alert = 0;
     if (alert)
         m_lineCall = event.callHandle();
     // lngAlerted is set when the pump takes this event, from the decision carried in its slot: set
     // here, it would speak for whichever call was offered last rather than for the call being shown.
-    cti.CtiIcaSetAlert(alert);
+    enqueue(event, false, alert);
 }
 
 void CtiBinding::CtiEventEntry(const CtiEvent& event) {
@@ -193,6 +229,13 @@ void CtiBinding::CtiEventPump() {
     clsCti& cti = *m_channels[std::size_t(index)];
     switch (event.type()) {
     case CtiEvent::CallState:
+        if (!cti.concerns(event, alerted != 0)) {
+            m_logs.Log_Write(
+                QStringLiteral("clsCti: %1 of call %2, which the record does not follow, ignored")
+                    .arg(QString::fromLatin1(event.stateName()))
+                    .arg(event.callHandle()));
+            break;
+        }
         cti.takeEvent(event);
         // The decision that the entry made for this very call.
         if (event.direction() == 1 && event.stateName() == StateConnectPending)

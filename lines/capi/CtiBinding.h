@@ -16,6 +16,9 @@ public:
     // Slots of the ring that only the connect and the end of a call may take: a flood of digits or of
     // offered calls never leaves the call in progress without room for its end.
     static constexpr int16_t SlotsKeptForCallEnds = 8;
+    // The binding's mark for a call the program has asked for and the line has not named yet. Call
+    // handles are CAPI PLCIs (at most 0xFFFF) or the line's marks for calls it dials (0x8000xxxx).
+    static constexpr int32_t DialPending = -1;
 
     CtiBinding(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs,
                CallRecord& call, CallDisplay& display, const colConfig& configs, SoundEngine& sound,
@@ -35,6 +38,10 @@ public:
     // Run by the 100 ms event timer on the main thread: takes at most one event off the queue.
     void CtiEventPump();
 
+    // Places the program's call with the numbers of channel 0's configuration in force (CtiConnect),
+    // and holds back the alerting of offered calls until that call has ended. The library's result.
+    int32_t CtiDial();
+
     // Index of the channel with this library id, -1 if none.
     int GetCtiIdbyXcId(int32_t xcId) const;
     // Channel 0, or null before CtiInit and after CtiExit.
@@ -52,6 +59,8 @@ private:
     // Queues an event if the ring has room for its kind; a refused event is logged to error.log.
     bool enqueue(const CtiEvent& event, bool callEnd, uint8_t alert = 0);
     void fail(const QString& line);
+    // Takes what stands in the queue, bounded.
+    void drainQueue();
 
     CtiLibrary& m_library;
     const Clock& m_clock;
@@ -67,8 +76,9 @@ private:
     std::vector<std::unique_ptr<clsCti>> m_channels;
     CtiEventQueue m_queue;
     // The call that the line has offered the program or that the program placed, as the entry sees it;
-    // 0 when none. Only the entry reads and writes it, under the ring's lock. The call record's state
-    // lags behind by up to a tick of the pump, so the alert decision asks both.
+    // 0 when none, DialPending from the program's connect request until the line names that call. Only the
+    // entry reads and writes it, under the ring's lock. The call record's state lags behind by up to a tick
+    // of the pump, so the alert decision asks both.
     int32_t m_lineCall = 0;
     int32_t m_initResult = 0;
     QString m_fatalMessage;

@@ -59,15 +59,16 @@ QString clsCti::ownNumber() const {
     return isIncoming() ? event.calledNumber : event.callingNumber;
 }
 
+bool clsCti::concerns(const CtiEvent& record, bool alerted) const {
+    if (m_followed.handle != 0)
+        return record.callHandle() == m_followed.handle;
+    // The record follows no call: only a call that begins may take it.
+    return record.stateName() == StateConnectPending && (record.direction() != 1 || alerted);
+}
+
 void clsCti::fktCallback() {
-    // The record follows one call. While it does, the events of another call (one that was offered
-    // during the call and ignored) must not touch it: its end would otherwise end the call in progress.
-    const bool otherCall =
-        m_call.CallState != StateIdle && m_followedHandle != 0 && event.callHandle != m_followedHandle;
     if (event.stateName == QLatin1String(StateConnectPending)) {
         onConnectPending();
-    } else if (otherCall) {
-        m_logs.Log_Write(QStringLiteral("clsCti: %1 of another call ignored").arg(event.stateName));
     } else if (event.stateName == QLatin1String(StateConnected)) {
         onConnected();
         m_display.Eurit_ShowCallState(MaskAll);
@@ -77,10 +78,18 @@ void clsCti::fktCallback() {
     }
 }
 
+void clsCti::keepFollowedCall() {
+    m_followed.state = m_call.CallState;
+    m_followed.direction = m_call.CallDirection;
+    m_followed.number = m_call.CallNumber;
+    m_followed.msn = m_call.CallMSN;
+}
+
 void clsCti::onConnectPending() {
     if (isIncoming() && lngAlerted != 1)
         return; // an ignored call changes nothing in the record
-    m_followedHandle = event.callHandle;
+    m_followed = {};
+    m_followed.handle = event.callHandle;
     m_call.CallDirection = isIncoming() ? 1 : 2;
     m_call.CallNumber = remoteNumber();
     m_call.CallMSN = ownNumber();
@@ -95,6 +104,7 @@ void clsCti::onConnectPending() {
         dateRingStart = m_clock.now();
         CtiIcaSetConfig();
     }
+    keepFollowedCall();
     m_display.Eurit_ShowCallState(MaskAll);
 }
 
@@ -122,6 +132,8 @@ void clsCti::onConnected() {
     m_sound.SoundPlayStop();
     eifc.Listen = 0;
     CtiIcaSetConfig();
+    keepFollowedCall();
+    m_followed.start = m_call.CallStart;
 }
 
 void clsCti::stopLineSound() {
@@ -133,6 +145,14 @@ void clsCti::stopLineSound() {
 }
 
 void clsCti::finishCallPart() {
+    m_call.CallState = m_followed.state;
+    m_call.CallDirection = m_followed.direction;
+    m_call.CallNumber = m_followed.number;
+    m_call.CallMSN = m_followed.msn;
+    // Until the call is connected the call clock keeps the start at now, so only a connected call has
+    // a start of its own.
+    if (m_followed.start.isValid())
+        m_call.CallStart = m_followed.start;
     if (m_call.CallStart.isValid())
         m_call.CallDuration = FormatLongTime(m_call.CallStart.secsTo(m_clock.now()));
     m_call.CallSoundFile = (!strRecordFile.isEmpty() && intRecording != 0)
@@ -143,7 +163,7 @@ void clsCti::finishCallPart() {
 
 void clsCti::onDisconnected() {
     stopLineSound();
-    if (m_call.CallState != StateIdle) {
+    if (m_followed.state != StateIdle) {
         finishCallPart();
         m_call.IdleStatusText = CtiReasonText(event.reason);
         if (event.reason == ReasonUserBusy)
@@ -151,7 +171,7 @@ void clsCti::onDisconnected() {
     }
     m_machine.ABDisconnect();
     m_call.CallState = StateIdle;
-    m_followedHandle = 0;
+    m_followed = {};
     lngABState = 0;
     eifc.Listen = 1;
     CtiIcaSetConfig();
@@ -160,17 +180,26 @@ void clsCti::onDisconnected() {
 int32_t clsCti::CtiABÜbernahme() {
     if (!registered())
         return -1;
-    if (m_call.CallState != StateIdle)
-        finishCallPart();
+    // The line takes the answer mode first: a take-over that fails leaves the call as it was, with its
+    // one log entry still to come at its end.
+    const int32_t answerMode = eifc.AnswerMode;
     eifc.AnswerMode = 0;
     const int32_t result = CtiIcaSetConfig();
-    if (result < 0)
+    if (result < 0) {
+        eifc.AnswerMode = answerMode;
+        Set_m_eifc_Config();
         return result;
+    }
+    // The machine's part of the call gets its own log entry.
+    if (m_followed.state != StateIdle)
+        finishCallPart();
     m_call.CallState = StateIncomingConnected;
     // The talk after the take-over is a call part of its own: its log entry counts from here. The
     // machine gives the call up for good: no more digits reach its inquiry, no recording limit cuts
     // the talk, and the recording stays with the machine's part of the call.
     m_call.CallStart = m_clock.now();
+    keepFollowedCall();
+    m_followed.start = m_call.CallStart;
     lngABState = 0;
     intPlaying = 0;
     intRecording = 0;

@@ -42,7 +42,7 @@ public:
     int16_t intRecording = 0;
     QDateTime dateRecordStart;
     QString strRecordFile;
-    int32_t lngAlerted = 0; // 1 the incoming call being shown was accepted for alerting
+    int32_t lngAlerted = 0; // 1 the incoming call that the record follows was accepted for alerting
     int16_t intMSNIndex = 0;
     std::atomic<int32_t> lngCtiId = -1; // channel id from cti_Register; -1 while not registered
 
@@ -52,7 +52,8 @@ public:
     EifcConfigBlock m_eifc_Config;
     FdWaveConfigBlock m_FdWave_Config;
 
-    // A copy of the fields of the last event taken off the queue (call state or digit).
+    // A copy of the fields of the last event of the call that the record follows (call state or digit).
+    // Events of other calls never reach it, so its CallHandle is the one that answers the call.
     struct LastEvent {
         int32_t type = 0;
         int32_t xcId = 0;
@@ -105,16 +106,27 @@ public:
     int32_t CtiSndInStart();
     int32_t CtiSndInStop();
 
+    // Whether a call-state event belongs to the call that the record follows, or begins one: the
+    // program's own dial, or an offered call that was alerted (`alerted`, the decision the entry made
+    // for it). Events of any other call (one offered and ignored, a call the line ended on its own
+    // before the record followed it) must change neither the record nor `event` nor `lngAlerted`.
+    bool concerns(const CtiEvent& record, bool alerted) const;
     // Takes an event's fields into `event` (the pump does this before the callbacks).
     void takeEvent(const CtiEvent& record);
+    // Whether the record follows a call (from its "D_ConnectPending" to its "Disconnected").
+    bool followsCall() const { return m_followed.handle != 0; }
 
 private:
     bool registered() const { return lngCtiId != -1; }
     void onConnectPending();
     void onConnected();
     void onDisconnected();
-    // Duration, recording name and log entry of the call as it stands.
+    // Duration, recording name and log entry of the followed call. A dial during the call (which the
+    // line refuses) has replaced the record meanwhile: the call's own fields are put back first, so
+    // that its entry has its real start, state, number and MSN.
     void finishCallPart();
+    // Keeps what the record says of the followed call, after the binding has written it.
+    void keepFollowedCall();
     void stopLineSound();
     bool isIncoming() const { return event.direction == 1; }
     QString remoteNumber() const;
@@ -130,5 +142,14 @@ private:
     SoundEngine& m_sound;
     AnsweringMachine& m_machine;
     bool m_intABMithören = false;
-    int32_t m_followedHandle = 0;
+    // The call that the record follows, as the binding last wrote it into the record; handle 0 when
+    // the record follows no call.
+    struct FollowedCall {
+        int32_t handle = 0;
+        int16_t state = 0;
+        int16_t direction = 0;
+        QString number;
+        QString msn;
+        QDateTime start;
+    } m_followed;
 };

@@ -135,6 +135,7 @@ struct CapiLink::Core {
     void run();
     void registerApplication(std::unique_lock<std::mutex>& lock);
     void releaseApplication(bool endCalls);
+    void clearProgramCallAtStop();
     void linkLost();
     void receive();
     void handle(MessageReader& m, const uint8_t* raw);
@@ -202,7 +203,7 @@ struct CapiLink::Core {
     std::array<uint8_t, SendBufferSize + 64> sendBuffer{};
 
     std::map<uint32_t, Call> calls; // by PLCI; an outgoing call waits under its message number
-    uint32_t offered = 0;           // the call whose "D_ConnectPending" the program is deciding on
+    uint32_t offered = 0;           // the call whose "D_ConnectPending" the program is deciding on now
     uint32_t programCall = 0;       // the call the program follows
 };
 
@@ -334,6 +335,11 @@ int32_t CapiLink::cti_IcaSetAlert(int32_t id, int32_t alert) {
         return Failed(WrongState);
     Core::Call& call = it->second;
     c.offered = 0;
+    // The program follows one call. An offer while its own call is up or being dialled is left to
+    // other devices, whatever the program answered: it never takes that call's place.
+    const bool busy = c.programCallLocked() != nullptr;
+    if (busy)
+        alert = 0;
     call.phase = alert ? Core::Phase::Alerting : Core::Phase::Ignored;
     if (alert)
         c.programCall = call.plci;
@@ -348,7 +354,7 @@ int32_t CapiLink::cti_IcaSetAlert(int32_t id, int32_t alert) {
             core->sendConnectResponse(plci, 1);
         }
     });
-    return 0;
+    return busy ? Failed(WrongState) : 0;
 }
 
 int32_t CapiLink::cti_AnswerCall(int32_t id, int32_t callHandle) {
@@ -585,9 +591,11 @@ void CapiLink::Core::run() {
                 receive();
         }
     }
-    // The program is stopping: releasing the application clears a call still up, and no more events
-    // are raised.
+    // The program is stopping. Its call is cleared as a hang-up clears it, and the program hears of
+    // its end, so that the call is logged; releasing the application then leaves the server clean.
+    clearProgramCallAtStop();
     releaseApplication(false);
+    deliver(lock);
     finished = true;
     changed.notify_all();
 }
@@ -715,6 +723,27 @@ void CapiLink::Core::releaseApplication(bool endCalls) {
     capi20_release(applId);
     applId = 0;
     capiFd = -1;
+}
+
+void CapiLink::Core::clearProgramCallAtStop() {
+    auto it = calls.find(programCall);
+    if (applId == 0 || it == calls.end())
+        return;
+    Call& call = it->second;
+    switch (call.phase) {
+    case Phase::Alerting:
+        sendConnectResponse(call.plci, 2);
+        break;
+    case Phase::Dialling: // not named by the exchange yet: the release clears it
+    case Phase::Clearing: // its clearing is on its way
+        break;
+    default:
+        disconnect(call.plci);
+        break;
+    }
+    endCall(call, NormalClearing);
+    calls.erase(it);
+    programCall = 0;
 }
 
 void CapiLink::Core::linkLost() {
@@ -920,7 +949,6 @@ void CapiLink::Core::onConnectInd(MessageReader& m) {
                        : calling.digits;
     call.callingFlags = calling.type == PartyNumber::National ? CtiEvent::CallingNational : 0;
     calls[call.plci] = call;
-    offered = call.plci;
     log(QStringLiteral("Incoming call %1 from %2 to %3, CIP %4")
             .arg(hex(call.plci), QString::fromLatin1(call.calling), QString::fromLatin1(called))
             .arg(cip));
@@ -1143,15 +1171,20 @@ void CapiLink::Core::raiseFileOut(int32_t samples, int32_t endValue) {
 
 void CapiLink::Core::deliver(std::unique_lock<std::mutex>& lock) {
     while (!pending.empty()) {
-        std::vector<CtiEvent> events;
-        events.swap(pending);
+        const CtiEvent event = pending.front();
+        pending.erase(pending.begin());
+        // The program decides on an offered call from within the callback: the decision belongs to the
+        // call of this event, though the server may have offered more calls since.
+        const bool offer = event.type() == CtiEvent::CallState && event.direction() == 1 &&
+                           event.stateName() == StatePending;
+        if (offer)
+            offered = uint32_t(event.callHandle());
         const CtiEventCallback target = callback;
         // The program answers some events at once (the alert decision, the next file of a prompt):
         // its requests take the lock and queue their messages, so it is released here.
         lock.unlock();
         if (target)
-            for (const CtiEvent& event : events)
-                target(event);
+            target(event);
         lock.lock();
         // What the program asked from within the callback goes out before the next message comes in.
         while (!commands.empty()) {
@@ -1160,10 +1193,12 @@ void CapiLink::Core::deliver(std::unique_lock<std::mutex>& lock) {
             command();
         }
         // An offered call that the program did not decide on is left to other devices.
-        if (auto it = calls.find(offered); it != calls.end() && it->second.phase == Phase::Offered) {
+        if (offer) {
+            if (auto it = calls.find(offered); it != calls.end() && it->second.phase == Phase::Offered) {
+                it->second.phase = Phase::Ignored;
+                sendConnectResponse(it->first, 1);
+            }
             offered = 0;
-            it->second.phase = Phase::Ignored;
-            sendConnectResponse(it->first, 1);
         }
     }
 }

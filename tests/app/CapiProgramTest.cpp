@@ -9,10 +9,13 @@
 #include "tests/support/TestProgram.h"
 
 #include <QFile>
+#include <QStringList>
 
 #include <gtest/gtest.h>
 
 namespace {
+
+using namespace std::chrono_literals;
 
 // A whole program on the real line and the exchange, with a manual clock and its own data folder.
 struct CapiProgram {
@@ -189,4 +192,117 @@ TEST(CapiProgramServer, ALostServerEndsTheCallInTheLogAndRingingWorksAgain) {
         [](const CapiExchange& x) { return x.registeredApplications() == 1 && ListeningAgain(x); }, 8000));
     t.exchange->offerCall("30123456", "5551");
     EXPECT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
+}
+
+TEST(CapiProgramTwoCalls, TheRingingCallIsAnsweredAfterOtherOffersWereIgnored) {
+    CapiProgram t;
+    t.program->Konfigurationen().Item(1).setStrMSN(2, QStringLiteral("5552"));
+    QStringList messages;
+    t.program->commands().setShowMessage([&messages](const QString& text) { messages << text; });
+    const int first = t.exchange->offerCall("891234567", "5551");
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
+    const int32_t handle = t.cti().event.callHandle;
+
+    // A second caller of the same number and a call to the other MSN, both while the first rings.
+    const int second = t.exchange->offerCall("30123456", "5551");
+    const int other = t.exchange->offerCall("40123456", "5552");
+    ASSERT_TRUE(t.exchange->waitFor(
+        [&](const CapiExchange& x) {
+            return exchangeState(x, second, ExchangeCall::Ignored) &&
+                   exchangeState(x, other, ExchangeCall::Ignored);
+        },
+        3000))
+        << stateName(t.exchange->call(second)->state).toStdString() << " "
+        << stateName(t.exchange->call(other)->state).toStdString();
+    t.pumpUntil([] { return false; }, 200);
+    EXPECT_EQ(t.cti().event.callHandle, handle);
+    EXPECT_EQ(t.cti().lngAlerted, 1);
+    EXPECT_EQ(t.call().CallNumber, QStringLiteral("0891234567"));
+
+    t.program->commands().Eurit_Answer();
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingConnected; }))
+        << messages.join(u'|').toStdString();
+    EXPECT_TRUE(messages.isEmpty());
+    EXPECT_TRUE(t.exchange->waitFor(
+        [first](const CapiExchange& x) { return exchangeState(x, first, ExchangeCall::Active); }, 3000));
+
+    // The ignored callers give up; the talk goes on and is the one call logged.
+    t.exchange->hangUp(second, 0x3490);
+    t.exchange->hangUp(other, 0x3490);
+    t.pumpUntil([] { return false; }, 200);
+    EXPECT_EQ(t.call().CallState, StateIncomingConnected);
+    t.clock.advance(30s);
+    t.exchange->hangUp(first, 0x3490);
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
+    const auto records = CallLogRecords(*t.program);
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].PartnerRufnummer, QStringLiteral("0891234567"));
+    EXPECT_EQ(records[0].Verbindungsstatus, StateIncomingConnected);
+    EXPECT_EQ(records[0].Gesprächsdauer, 30);
+    EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
+}
+
+TEST(CapiProgramTwoCalls, ADialDuringACallIsRefusedAndTheCallIsStillLoggedAsItWas) {
+    CapiProgram t;
+    QStringList messages;
+    t.program->commands().setShowMessage([&messages](const QString& text) { messages << text; });
+    const int call = t.exchange->offerCall("891234567", "5551");
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
+
+    // Enter in the number field while the call rings: the dial takes the record, the line refuses it.
+    t.program->commands().Eurit_Dial(QStringLiteral("0301111"));
+    ASSERT_EQ(messages.size(), 1);
+    EXPECT_TRUE(messages[0].startsWith(QStringLiteral("Err: CtiConnect -"))) << messages[0].toStdString();
+    EXPECT_EQ(t.call().CallState, StateIdle);
+    EXPECT_EQ(t.call().CallNumber, QStringLiteral("0301111"));
+
+    // The call still rings, is answered, and a dial during the talk fares the same.
+    t.program->commands().Eurit_Answer();
+    ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingConnected; }));
+    t.clock.advance(20s);
+    t.program->clockTick();
+    t.program->commands().Eurit_Dial(QStringLiteral("0302222"));
+    EXPECT_EQ(messages.size(), 2);
+    EXPECT_EQ(t.call().CallState, StateIdle);
+    t.clock.advance(25s);
+    t.program->clockTick();
+
+    t.exchange->hangUp(call, 0x3490);
+    ASSERT_TRUE(t.pumpUntil([&] { return CallLogRecords(*t.program).size() == 1; }));
+    const EZGRecord record = CallLogRecords(*t.program)[0];
+    EXPECT_EQ(record.PartnerRufnummer, QStringLiteral("0891234567"));
+    EXPECT_EQ(record.MSN, QStringLiteral("5551"));
+    EXPECT_EQ(record.Richtung, 1);
+    EXPECT_EQ(record.Verbindungsstatus, StateIncomingConnected);
+    EXPECT_EQ(record.Gesprächsdauer, 45) << "from the answer on, not from the dial";
+    EXPECT_EQ(t.exchange->lastCallId(), call) << "no second call went out";
+    EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
+}
+
+TEST(CapiProgramStop, AStopDuringACallClearsItAndLogsIt) {
+    for (const bool answered : {true, false}) {
+        SCOPED_TRACE(answered ? "talking" : "ringing");
+        CapiProgram t;
+        const int call = t.exchange->offerCall("891234567", "5551");
+        ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
+        if (answered) {
+            t.program->commands().Eurit_Answer();
+            ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingConnected; }));
+        }
+        t.clock.advance(42s);
+        t.program->clockTick();
+        t.program->stopLine();
+        const auto records = CallLogRecords(*t.program);
+        ASSERT_EQ(records.size(), 1u);
+        EXPECT_EQ(records[0].PartnerRufnummer, QStringLiteral("0891234567"));
+        EXPECT_EQ(records[0].Verbindungsstatus, answered ? StateIncomingConnected : StateIncomingRinging);
+        EXPECT_EQ(records[0].Gesprächsdauer, answered ? 42 : 0);
+        // A talk is cleared; a call that rang here is let go, as Hang up lets it go: other telephones on
+        // the line may still take it.
+        const auto end = answered ? ExchangeCall::Ended : ExchangeCall::Ignored;
+        EXPECT_TRUE(
+            t.exchange->waitFor([&](const CapiExchange& x) { return exchangeState(x, call, end); }, 3000))
+            << stateName(t.exchange->call(call)->state).toStdString();
+        EXPECT_TRUE(t.exchange->violations().empty()) << t.exchange->violations().front().toStdString();
+    }
 }

@@ -82,8 +82,13 @@ LineHarness::LineHarness(CapiExchange::Options options, std::shared_ptr<voice::A
         }
         // The program decides on an offered call from within the callback.
         if (event.type() == CtiEvent::CallState && event.direction() == 1 &&
-            event.stateName() == "D_ConnectPending")
-            line->cti_IcaSetAlert(id, alertDecision);
+            event.stateName() == "D_ConnectPending") {
+            if (beforeAlert)
+                beforeAlert();
+            const int32_t result = line->cti_IcaSetAlert(id, alertDecision);
+            std::lock_guard lock(m_mutex);
+            m_alertResults.push_back(result);
+        }
     });
     EXPECT_EQ(id, CapiLink::ChannelId) << line->lastError().toStdString();
 }
@@ -96,6 +101,11 @@ LineHarness::~LineHarness() {
 std::vector<CtiEvent> LineHarness::events() const {
     std::lock_guard lock(m_mutex);
     return m_events;
+}
+
+std::vector<int32_t> LineHarness::alertResults() const {
+    std::lock_guard lock(m_mutex);
+    return m_alertResults;
 }
 
 std::vector<CtiEvent> LineHarness::states(const char* name) const {

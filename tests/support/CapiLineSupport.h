@@ -50,10 +50,15 @@ struct LineHarness {
     std::unique_ptr<CapiLink> line;
     int32_t id = -1;
     int alertDecision = 1;
+    // Runs in the callback before the decision on an offered call; and the line's answers to the
+    // decisions, in order.
+    std::function<void()> beforeAlert;
+    std::vector<int32_t> alertResults() const;
 
 private:
     mutable std::mutex m_mutex;
     std::vector<CtiEvent> m_events;
+    std::vector<int32_t> m_alertResults;
 };
 
 // Samples of a wave file as 8 kHz mono.

@@ -1,5 +1,8 @@
 #include "tools/standinline/StandInLine.h"
 
+#include <algorithm>
+#include <vector>
+
 StandInLine::StandInLine() = default;
 
 StandInLine::~StandInLine() {
@@ -23,15 +26,22 @@ int32_t StandInLine::cti_Init() {
 }
 
 int32_t StandInLine::cti_Exit() {
+    std::vector<Call> ending;
     {
         std::lock_guard lock(m_mutex);
         if (!m_running)
             return 0;
         m_stop = true;
         record(QStringLiteral("Exit"));
+        for (const auto& [handle, call] : m_calls)
+            if (call.phase != Phase::Ignored)
+                ending.push_back(call);
     }
     m_wake.notify_all();
     m_thread.join();
+    // The program's call ends with the line, as a hang-up ends it, and the program hears of it.
+    for (const Call& call : ending)
+        deliver(call, "Disconnected", 0x3490);
     std::lock_guard lock(m_mutex);
     m_running = false;
     m_tasks.clear();
@@ -125,9 +135,16 @@ int32_t StandInLine::cti_IcaSetConfig(int32_t id, const EifcConfigBlock& config)
     std::lock_guard lock(m_mutex);
     if (!registeredLocked(id))
         return IllegalApplication;
-    m_config = config;
     record(QStringLiteral("IcaSetConfig"));
+    if (m_configRefusal != 0)
+        return m_configRefusal;
+    m_config = config;
     return 0;
+}
+
+void StandInLine::refuseConfig(int32_t result) {
+    std::lock_guard lock(m_mutex);
+    m_configRefusal = result;
 }
 
 int32_t StandInLine::cti_IcaGetConfig(int32_t id, EifcConfigBlock& config) {
@@ -143,11 +160,15 @@ int32_t StandInLine::cti_IcaSetAlert(int32_t id, int32_t alert) {
     if (!registeredLocked(id))
         return IllegalApplication;
     record(QStringLiteral("IcaSetAlert %1").arg(alert));
+    // One call at a time: an offer while the program has a call is ignored, whatever the answer.
+    const bool busy = std::any_of(m_calls.begin(), m_calls.end(), [](const auto& entry) {
+        return entry.second.phase != Phase::Ignored && entry.second.phase != Phase::Offered;
+    });
     // The answer belongs to the newest offered call.
     for (auto it = m_calls.rbegin(); it != m_calls.rend(); ++it) {
         if (it->second.incoming && it->second.phase == Phase::Offered) {
-            it->second.phase = alert ? Phase::Alerting : Phase::Ignored;
-            return 0;
+            it->second.phase = alert && !busy ? Phase::Alerting : Phase::Ignored;
+            return alert && busy ? WrongState : 0;
         }
     }
     return WrongState;

@@ -66,6 +66,9 @@ public:
     void raise(CtiEvent event);
     // Blocks until every event posted so far has been delivered.
     void waitIdle();
+    // From now on configuration changes fail with `result` (0: they succeed again), as a line that has
+    // lost its server refuses them.
+    void refuseConfig(int32_t result);
 
     // What the program asked: one line per request, such as "IcaSetAlert 1" or "Connect 0891234".
     QStringList requests() const;
@@ -76,6 +79,7 @@ public:
     QString describe() const;
 
 private:
+    int32_t m_configRefusal = 0;
     enum class Phase { Offered, Alerting, Ignored, Dialling, Connected };
     struct Call {
         int32_t handle = 0;

@@ -90,7 +90,8 @@ TEST(AlertDecision, ASecondCallDuringACallIsIgnoredAndChangesNothing) {
     t.line->clearRequests();
     const int32_t second = t.ring("892222222", "5551", true);
     EXPECT_EQ(t.line->requests(), QStringList{QStringLiteral("IcaSetAlert 0")});
-    EXPECT_EQ(t.cti().lngAlerted, 0);
+    EXPECT_EQ(t.cti().lngAlerted, 1) << "the ignored call leaves the decision on the call in progress";
+    EXPECT_EQ(t.cti().event.callHandle, first) << "and the handle that answers it";
     EXPECT_EQ(t.call.CallState, StateIncomingConnected);
     EXPECT_EQ(t.call.CallNumber, QStringLiteral("0891111111"));
     EXPECT_EQ(t.call.shownStates.size(), shown) << "nothing shown for the ignored call";
@@ -106,6 +107,34 @@ TEST(AlertDecision, ASecondCallDuringACallIsIgnoredAndChangesNothing) {
     EXPECT_EQ(t.call.CallState, StateIdle);
     ASSERT_EQ(t.call.finished.size(), 1u);
     EXPECT_EQ(t.call.finished[0].CallNumber, QStringLiteral("0891111111"));
+}
+
+TEST(AlertDecision, ACallOfferedWhileTheProgramDialsIsIgnoredBeforeTheLineNamesTheDial) {
+    TestLine t;
+    t.cti().eifc.CalledNumber = "0891234567";
+    t.cti().CtiIcaSetConfig();
+    ASSERT_EQ(t.binding.CtiDial(), 0);
+    // The offer reaches the entry before the dial's "D_ConnectPending" does.
+    CtiEvent offer;
+    offer.setType(CtiEvent::CallState);
+    offer.setXcId(t.cti().lngCtiId);
+    offer.setCallHandle(77);
+    offer.setCalledNumber("5551");
+    offer.setCallingNumber("30123456");
+    offer.setDirection(1);
+    offer.setStateName(StateConnectPending);
+    t.line->clearRequests();
+    t.binding.CtiEventEntry(offer);
+    EXPECT_EQ(t.line->requests(), QStringList{QStringLiteral("IcaSetAlert 0")});
+    t.settle();
+    EXPECT_EQ(t.call.CallState, StateOutgoingWaiting);
+    EXPECT_EQ(t.call.CallNumber, QStringLiteral("0891234567"));
+
+    // Once the dial has ended, calls are alerted again.
+    ASSERT_EQ(t.cti().CtiDisconnect(), 0);
+    t.settle();
+    t.ring("891234567", "5551", true);
+    EXPECT_EQ(t.call.CallState, StateIncomingRinging);
 }
 
 TEST(AlertDecision, ACallToNoOwnNumberIsIgnoredAndLeavesNoLogEntry) {
@@ -222,6 +251,31 @@ TEST(AnsweringMachine, ItsCallIsState135AndATakeOverWritesTwoLogEntries) {
     EXPECT_EQ(t.call.finished[1].CallDuration, QStringLiteral("00:00:30"));
     EXPECT_EQ(t.call.finished[1].CallState, StateIncomingConnected);
     EXPECT_TRUE(t.call.finished[1].CallSoundFile.isEmpty());
+}
+
+TEST(AnsweringMachine, AFailedTakeOverLeavesTheCallWithTheMachineAndLogsItOnce) {
+    TestLine t;
+    t.ring("891234567", "5551", true);
+    t.cti().lngABState = 1;
+    t.cti().eifc.AnswerMode = 1;
+    t.cti().CtiAnswerCall(t.cti().event.callHandle);
+    t.settle();
+    ASSERT_EQ(t.call.CallState, StateIncomingMachine);
+
+    t.clock.advance(20s);
+    t.line->refuseConfig(StandInLine::IllegalApplication);
+    EXPECT_EQ(t.cti().CtiABÜbernahme(), StandInLine::IllegalApplication);
+    EXPECT_EQ(t.call.CallState, StateIncomingMachine);
+    EXPECT_EQ(t.cti().eifc.AnswerMode, 1);
+    EXPECT_TRUE(t.call.finished.empty()) << "nothing is logged for a take-over that did not happen";
+
+    t.line->refuseConfig(0);
+    t.clock.advance(10s);
+    t.line->farEndHangsUp();
+    t.settle();
+    ASSERT_EQ(t.call.finished.size(), 1u);
+    EXPECT_EQ(t.call.finished[0].CallState, StateIncomingMachine);
+    EXPECT_EQ(t.call.finished[0].CallDuration, QStringLiteral("00:00:30"));
 }
 
 TEST(ListeningIn, SwitchesTheLineToTheSoundCardOnlyWhileTheMachineHasTheCall) {

@@ -23,7 +23,7 @@ Pumped pumpUntilDone(TestLine& t, const std::atomic<bool>& done) {
     int32_t last = 0;
     while (!done || binding.pendingEvents() > 0) {
         binding.CtiEventPump();
-        const int32_t seen = t.cti().event.callHandle;
+        const int32_t seen = t.cti().event.reason;
         if (seen != last) {
             result.lost += seen > last + 1;
             result.backwards += seen < last;
@@ -35,12 +35,15 @@ Pumped pumpUntilDone(TestLine& t, const std::atomic<bool>& done) {
     return result;
 }
 
-CtiEvent sequenced(int32_t n, int32_t channel) {
+// The n-th event of the call in progress, numbered in its reason field. Its state is one the program
+// does not act on: only its fields are taken.
+CtiEvent sequenced(int32_t n, int32_t channel, int32_t call) {
     CtiEvent e;
     e.setType(CtiEvent::CallState);
     e.setXcId(channel);
-    e.setCallHandle(n);
-    e.setStateName("Progress"); // a state the program does not act on: only its fields are taken
+    e.setCallHandle(call);
+    e.setReason(n);
+    e.setStateName("Progress");
     return e;
 }
 
@@ -48,13 +51,14 @@ TEST(Handover, EveryEventArrivesOnceAndInOrderWhileBothThreadsRun) {
     TestLine t;
     CtiBinding& binding = t.binding;
     const int32_t channel = t.cti().lngCtiId;
+    const int32_t call = t.ring();
     constexpr int Events = 20000;
     std::atomic<bool> done = false;
     std::thread library([&] {
         for (int n = 1; n <= Events; ++n) {
             while (binding.pendingEvents() >= CtiEventQueue::Slots - CtiBinding::SlotsKeptForCallEnds)
                 std::this_thread::yield();
-            binding.CtiEventEntry(sequenced(n, channel));
+            binding.CtiEventEntry(sequenced(n, channel, call));
         }
         done = true;
     });
@@ -70,11 +74,12 @@ TEST(Handover, AnOverrunDropsNewEventsButNeverCorruptsOrReordersOld) {
     TestLine t;
     CtiBinding& binding = t.binding;
     const int32_t channel = t.cti().lngCtiId;
+    const int32_t call = t.ring();
     constexpr int Events = 5000;
     std::atomic<bool> done = false;
     std::thread library([&] {
         for (int n = 1; n <= Events; ++n)
-            binding.CtiEventEntry(sequenced(n, channel));
+            binding.CtiEventEntry(sequenced(n, channel, call));
         done = true;
     });
     const Pumped pumped = pumpUntilDone(t, done);

@@ -216,3 +216,48 @@ TEST(CapiServerLink, ALostServerEndsTheCallAndTheLibraryListensAgain) {
     h.exchange->offerCall("891234567", "5551");
     EXPECT_TRUE(h.waitForState("D_ConnectPending", 2)) << "and listening again";
 }
+
+TEST(CapiOneCall, AnOfferWhileTheProgramDialsIsLeftToOthersAndNeverTakesTheDialsPlace) {
+    LineHarness h;
+    h.exchange->setOutgoing(CapiExchange::Outgoing::Ring);
+    EifcFields fields;
+    fields.CalledNumber = "0891234";
+    fields.CipOut = 0x10010;
+    EifcConfigBlock block;
+    block.encode(fields);
+    ASSERT_EQ(h.line->cti_IcaSetConfig(h.id, block), 0);
+    // The program dials just as a call is offered, and alerts it before it hears of its own call.
+    h.beforeAlert = [&h] {
+        EXPECT_EQ(h.line->cti_Connect(h.id), 0);
+    };
+    const int offered = h.exchange->offerCall("30123456", "5551");
+    ASSERT_TRUE(h.exchange->waitFor(
+        [offered](const CapiExchange& x) { return exchangeState(x, offered, ExchangeCall::Ignored); }, 3000))
+        << "the offer is left to other devices";
+    EXPECT_EQ(h.alertResults(), std::vector<int32_t>{-0x2001});
+    ASSERT_TRUE(h.exchange->waitFor([](const CapiExchange& x) { return x.lastCallId() == 2; }, 3000));
+    const int dialled = h.exchange->lastCallId();
+    ASSERT_TRUE(h.exchange->waitFor(
+        [dialled](const CapiExchange& x) { return exchangeState(x, dialled, ExchangeCall::Dialling); },
+        3000));
+
+    // Hang up ends the program's own call, not the one that was offered.
+    ASSERT_EQ(h.line->cti_Disconnect(h.id), 0);
+    ASSERT_TRUE(h.exchange->waitFor(
+        [dialled](const CapiExchange& x) { return exchangeState(x, dialled, ExchangeCall::Ended); }, 3000));
+    EXPECT_TRUE(exchangeState(*h.exchange, offered, ExchangeCall::Ignored));
+    EXPECT_TRUE(h.exchange->violations().empty()) << h.exchange->violations().front().toStdString();
+}
+
+TEST(CapiOneCall, TheEndOfTheLibraryClearsTheCallInProgressAndReportsItsEnd) {
+    LineHarness h;
+    const int call = h.answeredCall();
+    ASSERT_EQ(h.line->cti_Exit(), 0);
+    const auto ended = h.states("Disconnected");
+    ASSERT_EQ(ended.size(), 1u) << "the program hears of the end before the library has stopped";
+    EXPECT_EQ(ended[0].callHandle(), h.states("Connected").front().callHandle());
+    EXPECT_EQ(ended[0].reason(), 0x3490);
+    EXPECT_TRUE(h.exchange->waitFor(
+        [call](const CapiExchange& x) { return exchangeState(x, call, ExchangeCall::Ended); }, 3000));
+    EXPECT_TRUE(h.exchange->violations().empty()) << h.exchange->violations().front().toStdString();
+}
