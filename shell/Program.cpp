@@ -1,13 +1,14 @@
 #include "shell/Program.h"
 
+#include "platform/Clock.h"
 #include "platform/cti/CtiLibrary.h"
 
 #include <QCoreApplication>
 #include <QDir>
 
 Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir)
-    : m_dataDir(dataDir), m_registry(m_profiles, RegistryPath(dataDir)), m_logs(clock, m_settings, dataDir),
-      m_dialogs(m_logs), m_Konfigurationen(m_language),
+    : m_clock(clock), m_dataDir(dataDir), m_registry(m_profiles, RegistryPath(dataDir)),
+      m_logs(clock, m_settings, dataDir), m_dialogs(m_logs), m_Konfigurationen(m_language),
       m_Phonebooks(PhonebookDependencies{.store = m_store,
                                          .settings = m_settings,
                                          .logs = m_logs,
@@ -87,9 +88,26 @@ void Program::stopLine() {
         m_cti.CtiExit();
 }
 
-bool Program::lineRegistered() const {
-    const clsCti* channel = m_cti.channel();
-    return channel && channel->lngCtiId != -1;
+Program::LineStatus Program::lineStatus() {
+    const CtiLinkState link = m_cti.linkState();
+    if (link.kind != CtiLinkState::Ready)
+        m_lineBackSince = {};
+    else if (link.lostBefore && !m_lineBackSince.isValid())
+        m_lineBackSince = m_clock.now();
+    switch (link.kind) {
+    case CtiLinkState::Ready:
+        if (m_lineBackSince.isValid())
+            return {m_language.LanguageString(3181).arg(m_lineBackSince.toString(QStringLiteral("HH:mm"))),
+                    true};
+        return {m_language.LanguageString(3177), true};
+    case CtiLinkState::Lost:
+        if (link.retryInSeconds > 0)
+            return {m_language.LanguageString(3179).arg(link.server).arg(link.retryInSeconds), false};
+        return {m_language.LanguageString(3180).arg(link.server), false};
+    case CtiLinkState::Unavailable:
+        break;
+    }
+    return {m_language.LanguageString(3178), false};
 }
 
 void Program::eventTick() {

@@ -24,6 +24,7 @@
 #include "shell/call/Eurit30.h"
 #include "shell/call/SettingsStore.h"
 
+#include <QDateTime>
 #include <QString>
 
 #include <memory>
@@ -46,8 +47,13 @@ public:
     // Stops the line: what is left in the event queue is taken, then the library ends.
     void stopLine();
     QString fatalMessage() const { return m_cti.fatalMessage(); }
-    // Whether channel 0 is registered with the line library (the status bar's line state).
-    bool lineRegistered() const;
+    // The line's state for the status bar, in the program's language: ready, the server lost and when
+    // the next attempt comes, ready again and since when, or not available. Asked every second.
+    struct LineStatus {
+        QString text;
+        bool ready = false;
+    };
+    LineStatus lineStatus();
     // The program's settings file in a data folder, and the file of the values once kept in the registry.
     static QString IniPath(const QString& dataDir);
     static QString RegistryPath(const QString& dataDir);
@@ -86,7 +92,9 @@ public:
     CallCommands& commands() { return m_commands; }
 
 private:
+    const Clock& m_clock;
     const QString m_dataDir;
+    QDateTime m_lineBackSince; // when the line came back after a lost server; null while it is away
     ProfileStore m_profiles;
     RegistryFile m_registry;
     Settings m_settings;

@@ -101,6 +101,14 @@ void CtiBinding::CtiExit() {
     m_channels.clear();
 }
 
+CtiLinkState CtiBinding::linkState() const {
+    CtiLinkState state = m_library.linkState();
+    const clsCti* cti = channel();
+    if (!cti || cti->lngCtiId == -1)
+        state.kind = CtiLinkState::Unavailable;
+    return state;
+}
+
 int32_t CtiBinding::CtiDial() {
     clsCti* cti = channel();
     if (!cti)

@@ -48,6 +48,8 @@ public:
     clsCti* channel() { return m_channels.empty() ? nullptr : m_channels.front().get(); }
     const clsCti* channel() const { return m_channels.empty() ? nullptr : m_channels.front().get(); }
     QString fatalMessage() const { return m_fatalMessage; }
+    // The link of the line to its server; Unavailable while channel 0 is not registered.
+    CtiLinkState linkState() const;
     CtiEventQueue& queue() { return m_queue; }
     // Events in the queue, read under its lock.
     int16_t pendingEvents();

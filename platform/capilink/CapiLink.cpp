@@ -193,6 +193,7 @@ struct CapiLink::Core {
     bool controllerDtmf = false;
     Clock::time_point nextAttempt;
     int retryMs = FirstRetryMs;
+    bool lostOnce = false; // the server was lost since the start
     EifcConfigBlock config;
     EifcFields fields;
     CtiEventCallback callback;
@@ -533,6 +534,25 @@ int32_t CapiLink::cti_SetDebugFlag(int32_t flag) {
     return 0;
 }
 
+CtiLinkState CapiLink::linkState() const {
+    const Core& c = *m_core;
+    std::lock_guard lock(c.mutex);
+    CtiLinkState state;
+    state.server = c.server.describe();
+    state.lostBefore = c.lostOnce;
+    if (!c.channelRegistered || !c.registerDone) {
+        state.kind = CtiLinkState::Unavailable;
+    } else if (c.applId != 0 && !c.awaitingListen) {
+        state.kind = CtiLinkState::Ready;
+    } else {
+        state.kind = CtiLinkState::Lost;
+        const auto wait =
+            std::chrono::duration_cast<std::chrono::milliseconds>(c.nextAttempt - Clock::now()).count();
+        state.retryInSeconds = wait > 0 ? int((wait + 999) / 1000) : 0;
+    }
+    return state;
+}
+
 QString CapiLink::lastError() const {
     std::lock_guard lock(m_core->mutex);
     return m_core->lastError;
@@ -684,6 +704,11 @@ void CapiLink::Core::registerApplication(std::unique_lock<std::mutex>& lock) {
             registerDone = true;
             channelRegistered = false;
             changed.notify_all();
+        } else {
+            // Back from a loss without a controller: tried again later, like a server that is away.
+            log(text, true);
+            nextAttempt = Clock::now() + std::chrono::milliseconds(retryMs);
+            retryMs = std::min(retryMs * 2, LastRetryMs);
         }
         return;
     }
@@ -752,6 +777,7 @@ void CapiLink::Core::linkLost() {
     log(text, true);
     raiseError(Failed(ReasonLinkLost), text);
     releaseApplication(true);
+    lostOnce = true;
     nextAttempt = Clock::now() + std::chrono::milliseconds(retryMs);
 }
 

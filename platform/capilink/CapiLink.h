@@ -69,6 +69,7 @@ public:
     int32_t cti_SetDebugFlag(int32_t flag) override;
 
     QString lastError() const override;
+    CtiLinkState linkState() const override;
 
     // The state of the library's thread is shared with it, so that a thread stuck in connecting to an
     // unreachable server can be left behind safely.

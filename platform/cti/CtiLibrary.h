@@ -19,6 +19,19 @@
 // Called on the library's thread with each event; the record is valid for the call only.
 using CtiEventCallback = std::function<void(const CtiEvent&)>;
 
+// How the library stands with the server that carries its calls, for the user to see.
+struct CtiLinkState {
+    enum Kind {
+        Ready,      // the channel takes and places calls
+        Lost,       // the server went away; the library reaches for it again
+        Unavailable // no channel is registered
+    };
+    Kind kind = Ready;
+    QString server;          // the server for people ("fritzbox at 192.168.178.1:5031"); empty: not known
+    int retryInSeconds = 0;  // Lost: seconds to the next attempt; 0 while one is being made
+    bool lostBefore = false; // Ready: the server was lost since the start and is back
+};
+
 class CtiLibrary {
 public:
     virtual ~CtiLibrary() = default;
@@ -52,4 +65,6 @@ public:
     // Why the last failing cti_Init or cti_Register failed, in words for the user: what was tried and
     // what to change. Empty when there is nothing to say.
     virtual QString lastError() const { return {}; }
+    // The link to the server. A library without a server of its own is always ready.
+    virtual CtiLinkState linkState() const { return {}; }
 };

@@ -108,6 +108,12 @@ Main::Main(const Language& language, QWidget* parent) : QMainWindow(parent), m_l
     layout->addStretch(1);
     setCentralWidget(central);
 
+    m_lineWarning = new QLabel(this);
+    m_lineWarning->setObjectName(QStringLiteral("lineWarning"));
+    const int iconSize = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
+    m_lineWarning->setPixmap(style()->standardIcon(QStyle::SP_MessageBoxWarning).pixmap(iconSize, iconSize));
+    m_lineWarning->setVisible(false);
+    statusBar()->addWidget(m_lineWarning);
     m_lineStatus = new QLabel(this);
     m_lineStatus->setObjectName(QStringLiteral("lineStatus"));
     statusBar()->addWidget(m_lineStatus, 1);
@@ -152,7 +158,6 @@ void Main::Me_Set_Language() {
         action->setText(lang.LanguageString(number));
         action->setToolTip(lang.LanguageString(number));
     }
-    Me_ShowStatusBar(m_lineRegistered);
 }
 
 Main::~Main() {
@@ -293,9 +298,10 @@ void Main::Me_ShowPanel(const StatusPanel& p) {
     button("HANGUP")->setEnabled(p.buttons.hangupEnabled);
 }
 
-void Main::Me_ShowStatusBar(bool lineRegistered) {
-    m_lineRegistered = lineRegistered;
-    m_lineStatus->setText(m_language.LanguageString(lineRegistered ? 3177 : 3178));
+void Main::Me_ShowStatusBar(const QString& lineState, bool ready) {
+    if (m_lineStatus->text() != lineState)
+        m_lineStatus->setText(lineState);
+    m_lineWarning->setVisible(!ready);
 }
 
 void Main::tbrBigButtons_ButtonClick(QAction* button) {

@@ -38,8 +38,8 @@ public:
 
     // The texts of the panel and the state of the buttons.
     void Me_ShowPanel(const StatusPanel& panel);
-    // The state of the line in the status bar.
-    void Me_ShowStatusBar(bool lineRegistered);
+    // The state of the line in the status bar; a line that is not ready is marked.
+    void Me_ShowStatusBar(const QString& lineState, bool ready);
     // Every text of the window anew, from the current language.
     void Me_Set_Language();
     // The timers of the line events (timerEifcCallback) and of the call clock (timerZeitsteuerung).
@@ -96,9 +96,9 @@ private:
     QLineEdit* m_txtNumber = nullptr;
     QLineEdit* m_DDENummer = nullptr;
     QLabel* m_lineStatus = nullptr;
+    QLabel* m_lineWarning = nullptr;
     QTimer* m_timerEifcCallback = nullptr;
     QTimer* m_timerZeitsteuerung = nullptr;
     QPointer<QWidget> m_Start_form;
     QPointer<QProgressBar> m_Load_stat;
-    bool m_lineRegistered = false;
 };

@@ -21,7 +21,10 @@ ProgramWindows::ProgramWindows(Program& program)
 
     // The timers drive the line events and the call clock.
     QObject::connect(&m_main, &Main::eventTimerTicked, &m_main, [this] { m_program.eventTick(); });
-    QObject::connect(&m_main, &Main::clockTimerTicked, &m_main, [this] { m_program.clockTick(); });
+    QObject::connect(&m_main, &Main::clockTimerTicked, &m_main, [this] {
+        m_program.clockTick();
+        showLineState();
+    });
 
     // What the window shows.
     QObject::connect(&call, &Eurit30::panelChanged, &m_main, [this] { showPanel(); });
@@ -29,7 +32,11 @@ ProgramWindows::ProgramWindows(Program& program)
 
     // The program's reactions, failures, questions and progress reach the user through the window.
     m_program.actions().setWindow(&m_main);
-    commands.setShowMessage([this](const QString& text) { m_main.showMessage(text); });
+    // A command that failed while the line is away says why.
+    commands.setShowMessage([this](const QString& text) {
+        const Program::LineStatus line = m_program.lineStatus();
+        m_main.showMessage(line.ready ? text : text + QStringLiteral("\n\n") + line.text);
+    });
     UserDialogs& dialogs = m_program.dialogs();
     dialogs.setAsker([this](const QString& text, UserDialogs::Buttons buttons, UserDialogs::Icon icon) {
         return m_main.askUser(text, buttons, icon);
@@ -63,7 +70,8 @@ void ProgramWindows::showPanel() {
 }
 
 void ProgramWindows::showLineState() {
-    m_main.Me_ShowStatusBar(m_program.lineRegistered());
+    const Program::LineStatus status = m_program.lineStatus();
+    m_main.Me_ShowStatusBar(status.text, status.ready);
 }
 
 void ProgramWindows::showSplash(const QString& versionText) {

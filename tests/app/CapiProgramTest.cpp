@@ -178,6 +178,8 @@ TEST(CapiProgramOutgoing, AnsweredBusyAndUnallocatedCalls) {
 
 TEST(CapiProgramServer, ALostServerEndsTheCallInTheLogAndRingingWorksAgain) {
     CapiProgram t;
+    EXPECT_EQ(t.program->lineStatus().text, QStringLiteral("ISDN line ready"));
+    EXPECT_TRUE(t.program->lineStatus().ready);
     t.exchange->offerCall("891234567", "5551");
     ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
     t.program->commands().Eurit_Answer();
@@ -187,9 +189,19 @@ TEST(CapiProgramServer, ALostServerEndsTheCallInTheLogAndRingingWorksAgain) {
     ASSERT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIdle; }));
     EXPECT_EQ(CallLogRecords(*t.program).size(), 1u);
     EXPECT_TRUE(fileText(t.dir.filePath(QStringLiteral("error.log"))).contains(QStringLiteral("lost")));
+    // The status bar says which server went away and when the line tries again.
+    const Program::LineStatus lost = t.program->lineStatus();
+    EXPECT_FALSE(lost.ready);
+    EXPECT_TRUE(lost.text.startsWith(
+        QStringLiteral("CAPI server fritzbox at 127.0.0.1:%1 lost – reconnecting").arg(ExchangePort())))
+        << lost.text.toStdString();
 
     ASSERT_TRUE(t.exchange->waitFor(
         [](const CapiExchange& x) { return x.registeredApplications() == 1 && ListeningAgain(x); }, 8000));
+    ASSERT_TRUE(WaitUntil([&] { return t.program->lineStatus().ready; }));
+    t.clock.advance(std::chrono::minutes(5));
+    EXPECT_EQ(t.program->lineStatus().text, QStringLiteral("ISDN line ready again since 09:00"))
+        << "the time the program saw the line back";
     t.exchange->offerCall("30123456", "5551");
     EXPECT_TRUE(t.pumpUntil([&] { return t.call().CallState == StateIncomingRinging; }));
 }
