@@ -90,10 +90,12 @@ void Program::stopLine() {
 
 Program::LineStatus Program::lineStatus() {
     const CtiLinkState link = m_cti.linkState();
-    if (link.kind != CtiLinkState::Ready)
+    if (link.kind != CtiLinkState::Ready) {
         m_lineBackSince = {};
-    else if (link.lostBefore && !m_lineBackSince.isValid())
+    } else if (link.losses != m_lineLosses) {
+        m_lineLosses = link.losses;
         m_lineBackSince = m_clock.now();
+    }
     switch (link.kind) {
     case CtiLinkState::Ready:
         if (m_lineBackSince.isValid())

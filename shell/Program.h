@@ -94,7 +94,10 @@ public:
 private:
     const Clock& m_clock;
     const QString m_dataDir;
-    QDateTime m_lineBackSince; // when the line came back after a lost server; null while it is away
+    // When the line came back after its server was lost, and how many losses that counts; a loss and
+    // return between two looks still count.
+    QDateTime m_lineBackSince;
+    int m_lineLosses = 0;
     ProfileStore m_profiles;
     RegistryFile m_registry;
     Settings m_settings;

@@ -94,6 +94,15 @@ void chooseServer(const CapiServer& server) {
 
 } // namespace
 
+QString CapiServer::name() const {
+    if (driver.isEmpty())
+        return QStringLiteral("libcapi20");
+    if (host.isEmpty())
+        return QString::fromLatin1(driver);
+    return QString::fromLatin1(host) + (port > 0 ? QStringLiteral(":%1").arg(port) : QString()) +
+           QStringLiteral(" (") + QString::fromLatin1(driver) + QLatin1Char(')');
+}
+
 QString CapiServer::describe() const {
     if (driver.isEmpty())
         return QStringLiteral("libcapi20's own configuration (~/.capi20rc or /etc/capi20.conf)");
@@ -193,7 +202,7 @@ struct CapiLink::Core {
     bool controllerDtmf = false;
     Clock::time_point nextAttempt;
     int retryMs = FirstRetryMs;
-    bool lostOnce = false; // the server was lost since the start
+    int losses = 0; // how often the server was lost since the start
     EifcConfigBlock config;
     EifcFields fields;
     CtiEventCallback callback;
@@ -538,8 +547,8 @@ CtiLinkState CapiLink::linkState() const {
     const Core& c = *m_core;
     std::lock_guard lock(c.mutex);
     CtiLinkState state;
-    state.server = c.server.describe();
-    state.lostBefore = c.lostOnce;
+    state.server = c.server.name();
+    state.losses = c.losses;
     if (!c.channelRegistered || !c.registerDone) {
         state.kind = CtiLinkState::Unavailable;
     } else if (c.applId != 0 && !c.awaitingListen) {
@@ -777,7 +786,7 @@ void CapiLink::Core::linkLost() {
     log(text, true);
     raiseError(Failed(ReasonLinkLost), text);
     releaseApplication(true);
-    lostOnce = true;
+    ++losses;
     nextAttempt = Clock::now() + std::chrono::milliseconds(retryMs);
 }
 

@@ -27,9 +27,9 @@ struct CtiLinkState {
         Unavailable // no channel is registered
     };
     Kind kind = Ready;
-    QString server;          // the server for people ("fritzbox at 192.168.178.1:5031"); empty: not known
-    int retryInSeconds = 0;  // Lost: seconds to the next attempt; 0 while one is being made
-    bool lostBefore = false; // Ready: the server was lost since the start and is back
+    QString server;         // the server for people ("192.168.178.1:5031 (fritzbox)"); empty: not known
+    int retryInSeconds = 0; // Lost: seconds to the next attempt; 0 while one is being made
+    int losses = 0;         // how often the server was lost since the start
 };
 
 class CtiLibrary {

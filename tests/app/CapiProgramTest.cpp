@@ -193,7 +193,7 @@ TEST(CapiProgramServer, ALostServerEndsTheCallInTheLogAndRingingWorksAgain) {
     const Program::LineStatus lost = t.program->lineStatus();
     EXPECT_FALSE(lost.ready);
     EXPECT_TRUE(lost.text.startsWith(
-        QStringLiteral("CAPI server fritzbox at 127.0.0.1:%1 lost – reconnecting").arg(ExchangePort())))
+        QStringLiteral("CAPI server 127.0.0.1:%1 (fritzbox) lost – reconnecting").arg(ExchangePort())))
         << lost.text.toStdString();
 
     ASSERT_TRUE(t.exchange->waitFor(

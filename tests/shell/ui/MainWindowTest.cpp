@@ -176,8 +176,8 @@ TEST(MainWindow, AloneShowsWhatItIsGivenAndEmitsWhatTheUserWants) {
     // A line that is not ready is marked beside its state.
     auto* lineStatus = main.findChild<QLabel*>(S("lineStatus"));
     auto* lineWarning = main.findChild<QLabel*>(S("lineWarning"));
-    main.Me_ShowStatusBar(S("CAPI server fritzbox at 192.168.178.1:5031 lost – reconnecting in 4 s"), false);
-    EXPECT_EQ(lineStatus->text(), S("CAPI server fritzbox at 192.168.178.1:5031 lost – reconnecting in 4 s"));
+    main.Me_ShowStatusBar(S("CAPI server 192.168.178.1:5031 (fritzbox) lost – reconnecting in 4 s"), false);
+    EXPECT_EQ(lineStatus->text(), S("CAPI server 192.168.178.1:5031 (fritzbox) lost – reconnecting in 4 s"));
     EXPECT_TRUE(lineWarning->isVisibleTo(&main));
     main.Me_ShowStatusBar(language.LanguageString(3177), true);
     EXPECT_FALSE(lineWarning->isVisibleTo(&main));
