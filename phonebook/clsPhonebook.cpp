@@ -546,6 +546,8 @@ int32_t clsPhonebook::PutRecordPHB(const RecordBlock& block) {
 }
 
 bool clsPhonebook::KeepsGreetings() const {
-    // A telephone's book keeps no greeting: the telephone has no place for it.
-    return m_set != nullptr && InPhone == 0 && m_set->IsNormalHardDiskBook(hDB);
+    // The greeting is the answering machine's, kept on disk only: the telephone's book 1 keeps it as any
+    // other book of the set does, though the telephone never sees it. QUICK, NEW and MACRO keep none, nor
+    // does the book of the telephone's last read state, which is outside the set.
+    return m_set != nullptr && m_set->IsNormalHardDiskBook(hDB);
 }

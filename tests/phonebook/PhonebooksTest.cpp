@@ -154,6 +154,35 @@ TEST(PhonebookLookup, TheFirstBookThatKnowsTheNumberDecidesAndGreetingsComeFromN
     EXPECT_EQ(b.book(2).clsEintragByNumber(S("0891"))->AnsageStored(), S("anna.wav"));
 }
 
+// The answering machine asks for the caller's greeting: the first book that knows the number answers, the
+// telephone's book 1 as well as the disk books, and an empty greeting there is the answer.
+TEST(PhonebookLookup, TheGreetingComesFromTheFirstBookThatKnowsTheNumberEvenWhenItIsEmpty) {
+    Books b;
+    b.soundFolder = b.dir.filePath(S("sound")) + QLatin1Char('/');
+    const QString anna = b.dir.filePath(S("sound/anna.wav"));
+    const QString other = b.dir.filePath(S("sound/other.wav"));
+    ASSERT_TRUE(b.book(1).EintragAdd(S("Anna"), {}, {}, {}, {}, S("0891234"), {}, {}, anna));
+    ASSERT_TRUE(b.book(2).EintragAdd(S("Anna B"), {}, {}, {}, {}, S("0891234"), {}, {}, other));
+    EXPECT_EQ(b.book(1).clsEintragByNumber(S("0891234"))->AnsageStored(), S("anna.wav"));
+    EXPECT_EQ(b.set().GetAnsage(S("0891234"), 0), anna);
+    EXPECT_EQ(b.set().GetAnsage(S(" 1234 "), 1), anna) << "trimmed, with the own area code";
+    QString detail, greeting;
+    b.set().TranslateNumber(S("0891234"), 0, 0, detail, greeting);
+    EXPECT_EQ(greeting, anna);
+
+    // Book 1 knows the number without a greeting: the search ends there, book 2's greeting is not used.
+    ASSERT_TRUE(b.book(1).EintragAdd(S("Bert"), {}, {}, {}, {}, S("0892"), {}, {}, {}));
+    ASSERT_TRUE(b.book(2).EintragAdd(S("Bert B"), {}, {}, {}, {}, S("0892"), {}, {}, other));
+    EXPECT_EQ(b.set().GetAnsage(S("0892"), 0), QString());
+    EXPECT_EQ(b.set().GetAnsage(S("0899"), 0), QString()) << "no book knows it";
+
+    // The book of the telephone's last read state is outside the set and keeps no greeting.
+    clsPhonebook& inEurit = *b.set().PhonebookInEurit;
+    ASSERT_EQ(inEurit.DBOpen(true), 0);
+    ASSERT_TRUE(inEurit.EintragAdd(S("Carl"), {}, {}, {}, {}, S("0893"), {}, {}, anna));
+    EXPECT_EQ(inEurit.clsEintragByNumber(S("0893"))->AnsageStored(), QString());
+}
+
 TEST(PhonebookLookup, SearchKeysArePaddedToTheWholeField) {
     Books b;
     clsPhonebook& disk = b.book(2);
