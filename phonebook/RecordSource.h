@@ -28,7 +28,7 @@ public:
     // Writes a record: key 0 in the block adds a new record, a key that exists replaces that record.
     // 0 on success, else the store's code.
     virtual int32_t PutRecordPHB(const RecordBlock& block) = 0;
-    // True for a normal disk book of the set of books: not the mirror of a telephone's book and not
-    // QUICK, NEW or MACRO. Only such a book keeps an entry's greeting.
+    // True for a normal book of the set of books: any but QUICK, NEW and MACRO, the telephone's book 1
+    // included. Only such a book keeps an entry's greeting.
     virtual bool KeepsGreetings() const = 0;
 };

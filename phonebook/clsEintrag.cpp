@@ -246,7 +246,9 @@ void clsEintrag::setAnsage(const QString& value) {
 void clsEintrag::setDescription(const QString& value) {
     QString text = value;
     if (InPhone != 0) {
+        // A line ends in CR LF (Windows), LF (Linux) or CR alone; each end becomes the telephone's "|".
         text.replace(QStringLiteral("\r\n"), QStringLiteral("|"));
+        text.replace(QLatin1Char('\r'), QLatin1Char('|')).replace(QLatin1Char('\n'), QLatin1Char('|'));
         if (phoneType() == 2)
             text = layoutForFiveLines(text);
     }

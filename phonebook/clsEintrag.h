@@ -103,8 +103,8 @@ public:
     QString AnsageStored() const { return m_ansage; }
     int16_t ISChanged() const { return m_isChanged; }
     void setISChanged(int16_t value) { m_isChanged = value; }
-    // With InPhone, line breaks become "|"; for the Eurit 30 with five MSNs (PhoneType 2) the text is
-    // laid out for its five display lines of 20 characters, at most 104 characters.
+    // With InPhone, line ends (CR LF, LF or CR) become "|"; for the Eurit 30 with five MSNs (PhoneType 2) the
+    // text is laid out for its five display lines of 20 characters, at most 104 characters.
     QString Description() const { return m_description; }
     void setDescription(const QString& value);
     QString Ort() const { return m_ort; }

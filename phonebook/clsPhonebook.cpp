@@ -2,6 +2,7 @@
 
 #include "numbers/Num_module.h"
 #include "phonebook/colPhonebook.h"
+#include "platform/FileNames.h"
 #include "platform/Windows1252.h"
 #include "platform/pdbstore/PdbStore.h"
 #include "shell/base/Language.h"
@@ -82,11 +83,11 @@ clsPhonebook::~clsPhonebook() {
 }
 
 QString clsPhonebook::path() const {
-    return m_deps.dataFolder + FileName;
+    return PathInFolder(m_deps.dataFolder, FileName);
 }
 
-QString clsPhonebook::baseName() const {
-    return m_deps.dataFolder + FileName.left(FileName.size() - 4);
+QString clsPhonebook::stem(const QString& fileName) {
+    return fileName.endsWith(QLatin1String(".dbf"), Qt::CaseInsensitive) ? fileName.chopped(4) : QString();
 }
 
 void clsPhonebook::touch() {
@@ -135,15 +136,23 @@ void clsPhonebook::deleteFile(const QString& file, const QString& failureText) c
 
 void clsPhonebook::DeleteDBFiles(bool indexOnly) {
     const QString failed = QStringLiteral("Delete Phonebook failed");
+    const QString table = path();
     if (!indexOnly)
-        deleteFile(path(), failed);
-    const QString base = baseName();
-    deleteFile(base + QStringLiteral("i0.ndx"), failed + QStringLiteral("i0.ndx"));
+        deleteFile(table, failed);
+    // The store names the index files after the table as it stands on disk; a copy from Windows may spell
+    // them in another case.
+    const QString base = stem(QFileInfo(table).fileName());
+    if (base.isEmpty())
+        return;
+    const auto index = [&](const char* suffix) {
+        return PathInFolder(m_deps.dataFolder, base + QLatin1String(suffix));
+    };
+    deleteFile(index("i0.ndx"), failed + QStringLiteral("i0.ndx"));
     if (BookType == OldDiskBook) {
-        for (const char* index : {"i1.ndx", "i2.ndx", "i3.ndx"})
-            deleteFile(base + QLatin1String(index), failed + QLatin1String(index));
+        for (const char* suffix : {"i1.ndx", "i2.ndx", "i3.ndx"})
+            deleteFile(index(suffix), failed + QLatin1String(suffix));
     } else if (BookType == DiskBook) {
-        deleteFile(base + QStringLiteral("i1.nde"), failed + QStringLiteral("i1.ndx"));
+        deleteFile(index("i1.nde"), failed + QStringLiteral("i1.ndx"));
     }
 }
 
@@ -183,15 +192,14 @@ int32_t clsPhonebook::DBOpen(bool createIndex) {
     }
 
     if (IsMacroBook != 1) {
-        QString oldText = FileName;
-        oldText.replace(QStringLiteral(".dbf"), QStringLiteral(".txt"));
+        // An old text phonebook of the same name, "<name>.txt" or "<name>" alone, in any case.
+        const QString name = stem(FileName);
         const QDir program(m_deps.programFolder);
-        if (oldText != FileName && QFileInfo(program.filePath(oldText)).isFile())
-            LoadOldTxtFile(program.filePath(oldText));
-        QString bare = oldText;
-        bare.replace(QStringLiteral(".txt"), QString());
-        if (bare != oldText && QFileInfo(program.filePath(bare)).isFile())
-            LoadOldTxtFile(program.filePath(bare));
+        for (const QString& old : {name + QStringLiteral(".txt"), name}) {
+            const QString found = name.isEmpty() ? QString() : FileNameInFolder(program.path(), old);
+            if (!found.isEmpty())
+                LoadOldTxtFile(program.filePath(found));
+        }
     } else if (EintragCount() == 0) {
         SeedCarriers();
     }
@@ -546,6 +554,8 @@ int32_t clsPhonebook::PutRecordPHB(const RecordBlock& block) {
 }
 
 bool clsPhonebook::KeepsGreetings() const {
-    // A telephone's book keeps no greeting: the telephone has no place for it.
-    return m_set != nullptr && InPhone == 0 && m_set->IsNormalHardDiskBook(hDB);
+    // The greeting is the answering machine's, kept on disk only: the telephone's book 1 keeps it as any
+    // other book of the set does, though the telephone never sees it. QUICK, NEW and MACRO keep none, nor
+    // does the book of the telephone's last read state, which is outside the set.
+    return m_set != nullptr && m_set->IsNormalHardDiskBook(hDB);
 }

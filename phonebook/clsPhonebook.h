@@ -72,7 +72,7 @@ public:
     int32_t BookType = TelephoneBook;
     QString Key;      // QUICK, NEW, MACRO or empty
     QString Name;     // display name
-    QString FileName; // within the data folder, ending in ".dbf"
+    QString FileName; // within the data folder, ending in ".dbf"; spelt as the settings spell it
     int16_t Changed = 0;
 
     int32_t DBCreate(bool deleteFirst);
@@ -128,7 +128,8 @@ public:
     QString ErrorText(int32_t code) const;
     // A new entry bound to this book.
     clsEintrag NewEintrag();
-    // The full path of the table, and of the book's file with another ending.
+    // The full path of the table: FileName found in the data folder without regard to case, as Windows
+    // finds it (an exact match wins), or as given when there is no such file yet.
     QString path() const;
 
     // RecordSource, for the entries of this book.
@@ -143,7 +144,8 @@ private:
     std::optional<clsEintrag> entryAtPosition(int32_t code);
     void touch();
     void log(const QString& text) const;
-    QString baseName() const;
+    // The name without its ".dbf" ending (in any case); empty for a name without it.
+    static QString stem(const QString& fileName);
     void deleteFile(const QString& file, const QString& failureText) const;
 
     const PhonebookDependencies& m_deps;

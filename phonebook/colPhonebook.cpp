@@ -1,6 +1,7 @@
 #include "phonebook/colPhonebook.h"
 
 #include "numbers/Num_module.h"
+#include "platform/FileNames.h"
 #include "platform/pdbstore/PdbStore.h"
 #include "platform/profile/ProfileStore.h"
 #include "shell/base/Language.h"
@@ -9,7 +10,6 @@
 #include "shell/base/UserDialogs.h"
 
 #include <QDir>
-#include <QFileInfo>
 
 #include <exception>
 
@@ -179,7 +179,7 @@ bool colPhonebook::ChangeEntry(const QString& number, const QString& name, const
 QString colPhonebook::GetNewFileName() const {
     for (int n = 1;; ++n) {
         const QString name = QStringLiteral("Phb%1.dbf").arg(n);
-        if (!QFileInfo::exists(m_deps.dataFolder + name))
+        if (FileNameInFolder(m_deps.dataFolder, name).isEmpty())
             return name;
     }
 }
@@ -253,7 +253,8 @@ void colPhonebook::Phonebooks_create() {
             if (file.trimmed().isEmpty())
                 continue;
             const bool oldText = file.endsWith(QLatin1String(".txt"), Qt::CaseInsensitive);
-            if (!QFileInfo::exists(m_deps.dataFolder + file) && !oldText)
+            // Found as Windows finds it: a settings file from Windows may spell the name in another case.
+            if (FileNameInFolder(m_deps.dataFolder, file).isEmpty() && !oldText)
                 continue;
             if (oldText)
                 file = file.left(file.size() - 4) + QStringLiteral(".dbf");

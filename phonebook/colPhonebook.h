@@ -44,6 +44,8 @@ public:
     // `addToNew` goes into the book NEW unless the ignore rules keep it out.
     QString TranslateNumber(const QString& number, int addArea, int addToNew, QString& detail,
                             QString& greeting);
+    // The greeting for a caller: that of the first book that knows the number, QUICK, NEW and MACRO
+    // passed over, even when it is empty; empty when no book knows the number.
     QString GetAnsage(const QString& number, int addArea);
     bool NumberExists(const QString& number, int addArea);
     bool ChangeEntry(const QString& number, const QString& name, const QString& address,

@@ -52,9 +52,10 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     m_bLastRunFailed = iniInt(Setup, "IncorrectTerminate", 0) != 0;
     writeIni(Setup, "IncorrectTerminate", QStringLiteral("1"));
 
-    // 5, 6
+    // 5, 6; a settings file found damaged is told now, once the language of the settings is known.
     m_host.showSplash(VersionText());
     m_program.loadSettings();
+    m_program.tellSettingsProblems();
 
     // 7: the version of the last run; a change only writes the new one.
     const int version[3] = {MORVA_VERSION_MAJOR, MORVA_VERSION_MINOR, MORVA_VERSION_PATCH};

@@ -5,9 +5,10 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 
 Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir)
-    : m_clock(clock), m_dataDir(dataDir), m_registry(m_profiles, RegistryPath(dataDir)),
+    : m_clock(clock), m_dataDir(dataDir), m_profiles(&clock), m_registry(m_profiles, RegistryPath(dataDir)),
       m_logs(clock, m_settings, dataDir), m_dialogs(m_logs), m_Konfigurationen(m_language),
       m_Phonebooks(PhonebookDependencies{.store = m_store,
                                          .settings = m_settings,
@@ -44,8 +45,10 @@ Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QSt
       m_line(std::move(line)), m_cti(*m_line, clock, m_settings, m_logs, m_call, m_call, m_Konfigurationen,
                                      m_sound, m_machine, dataDir),
       m_commands(m_settings, m_call, m_call, m_cti, m_Konfigurationen, m_Phonebooks.Vorwahlen, nullptr) {
-    m_profiles.problemReport = [this](const QString& text) {
-        m_logs.Log_Write(text);
+    // error.log is always written: a damaged settings file must not pass unnoticed when the debug log is off.
+    m_profiles.problemReport = [this](const ProfileProblem& problem) {
+        m_logs.ErrorLog(problem.text);
+        noteSettingsProblem(problem);
     };
     m_lvListAnrufe.setObjectName(QStringLiteral("lvListAnrufe"));
     m_actions.markNumberSeen = [this](const QString& number) {
@@ -57,6 +60,55 @@ Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QSt
 
 void Program::loadSettings() {
     m_settingsStore.Eurit_Cfg_load();
+}
+
+void Program::noteSettingsProblem(const ProfileProblem& problem) {
+    using Kind = ProfileProblem::Kind;
+    if (problem.kind == Kind::Damaged || problem.kind == Kind::Unreadable) {
+        // A file found again (it changed on disk meanwhile) is told once, as it is now.
+        for (SettingsProblem& known : m_settingsProblems) {
+            if (known.found.file == problem.file) {
+                known = {problem, {}};
+                return;
+            }
+        }
+        m_settingsProblems.push_back({problem, {}});
+    } else if (problem.kind == Kind::KeptAside) {
+        for (SettingsProblem& known : m_settingsProblems) {
+            if (known.found.file == problem.file)
+                known.keptAs = problem.keptAs;
+        }
+    }
+}
+
+void Program::tellSettingsProblems() {
+    // Keeping a file aside reports it (KeptAside), which fills in keptAs; the list may grow meanwhile.
+    for (size_t i = 0; i < m_settingsProblems.size(); ++i) {
+        if (m_settingsProblems[i].found.kind == ProfileProblem::Kind::Damaged &&
+            m_settingsProblems[i].keptAs.isEmpty()) {
+            const QString file = m_settingsProblems[i].found.file;
+            m_profiles.KeepDamaged(file);
+        }
+    }
+    QStringList paragraphs;
+    for (const SettingsProblem& problem : m_settingsProblems) {
+        const QString name = QFileInfo(problem.found.file).fileName();
+        if (problem.found.kind == ProfileProblem::Kind::Unreadable) {
+            paragraphs << m_language.LanguageString(3193).arg(name);
+            continue;
+        }
+        QString text = m_language.LanguageString(3190).arg(name, QString::number(problem.found.droppedLines),
+                                                           QString::number(problem.found.lines));
+        text += QLatin1Char(' ') +
+                (problem.keptAs.isEmpty()
+                     ? m_language.LanguageString(3192)
+                     : m_language.LanguageString(3191).arg(QFileInfo(problem.keptAs).fileName()));
+        paragraphs << text;
+    }
+    m_settingsProblems.clear();
+    if (!paragraphs.isEmpty())
+        m_dialogs.MsgBox(paragraphs.join(QStringLiteral("\n\n")), UserDialogs::Buttons::Ok,
+                         UserDialogs::Icon::Warning);
 }
 
 bool Program::saveSettings() {

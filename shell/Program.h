@@ -28,6 +28,7 @@
 #include <QString>
 
 #include <memory>
+#include <vector>
 
 class Clock;
 class CtiLibrary;
@@ -60,8 +61,13 @@ public:
     QString iniPath() const { return m_settingsStore.iniPath(); }
     const QString& dataDir() const { return m_dataDir; }
 
-    // Reads the settings (Eurit_Cfg_load); a garbled file is reported to debug.txt and read as empty.
+    // Reads the settings (Eurit_Cfg_load). Of a damaged file what can be read is in effect (ProfileStore);
+    // every problem with a settings file has its line in error.log as it is found.
     void loadSettings();
+    // Tells the user in one message of the settings files found damaged or unreadable since the last
+    // call, and of each only once. A damaged file is first kept aside and replaced by what was read from
+    // it, so that the message names the kept copy and the next start finds a sound file.
+    void tellSettingsProblems();
     // Writes them back (Eurit_Cfg_save); false when the registry file cannot be written.
     bool saveSettings();
 
@@ -92,6 +98,13 @@ public:
     CallCommands& commands() { return m_commands; }
 
 private:
+    // A settings file found damaged or unreadable, not yet told; `keptAs` once the damaged file is kept.
+    struct SettingsProblem {
+        ProfileProblem found;
+        QString keptAs;
+    };
+    void noteSettingsProblem(const ProfileProblem& problem);
+
     const Clock& m_clock;
     const QString m_dataDir;
     // When the line came back after its server was lost, and how many losses that counts; a loss and
@@ -118,4 +131,5 @@ private:
     std::unique_ptr<CtiLibrary> m_line;
     CtiBinding m_cti;
     CallCommands m_commands;
+    std::vector<SettingsProblem> m_settingsProblems;
 };

@@ -1,14 +1,19 @@
 #include "platform/profile/ProfileStore.h"
 
+#include "platform/Clock.h"
 #include "platform/Windows1252.h"
 
+#include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QSaveFile>
+#include <QStringDecoder>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <cstdio>
+#include <cerrno>
 
 namespace {
 
@@ -65,27 +70,130 @@ LineInfo classify(const QString& line) {
     return {};
 }
 
-// Why the text cannot be a profile file, or nothing when it can be one.
-const char* garbledReason(const QString& text) {
-    if (text.contains(QChar(u'\0')))
-        return "contains NUL characters";
+// A character that never stands in a profile file, so that in a file it is damage: the C0 controls but tab
+// (a CR only ends a line), DEL, and the C1 controls, which the five bytes that Windows-1252 leaves
+// unassigned decode to. The store writes none of them.
+bool isBroken(QChar c) {
+    const char16_t u = c.unicode();
+    return (u < 0x20 && u != u'\t' && u != u'\r') || (u >= 0x7F && u <= 0x9F);
+}
+
+qsizetype firstBroken(QStringView line) {
+    for (qsizetype i = 0; i < line.size(); ++i) {
+        if (isBroken(line[i]))
+            return i;
+    }
+    return -1;
+}
+
+bool isBrokenLine(QStringView line) {
+    return line.size() > kMaxLineLength || firstBroken(line) >= 0;
+}
+
+bool isComment(QStringView line) {
+    return line.trimmed().startsWith(u';');
+}
+
+// The lines of a file: each break is LF, with a CR before it taken off; the break that ends the last line
+// makes no line of its own. `crlf` tells whether the first break is CR LF.
+QStringList splitLines(const QString& text, bool& crlf) {
+    const qsizetype firstBreak = text.indexOf(u'\n');
+    crlf = firstBreak > 0 && text[firstBreak - 1] == u'\r';
+    QStringList lines = text.split(u'\n');
+    for (QString& line : lines) {
+        if (line.endsWith(u'\r'))
+            line.chop(1);
+    }
+    if (!lines.isEmpty() && lines.last().isEmpty())
+        lines.removeLast();
+    return lines;
+}
+
+// The lines of a file's bytes (see ProfileStore for the encodings).
+QStringList decodeLines(const QByteArray& bytes, bool& crlf) {
+    if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF"))
+        return splitLines(DecodeTextFile(bytes), crlf);
+    QStringDecoder utf8(QStringConverter::Utf8); // skips a leading byte order mark
+    const QString whole = utf8(bytes);
+    if (!utf8.hasError())
+        return splitLines(whole, crlf);
+    const QByteArray text = bytes.startsWith("\xEF\xBB\xBF") ? bytes.mid(3) : bytes;
+    QStringList lines;
+    for (QByteArray line : text.split('\n')) {
+        if (line.endsWith('\r'))
+            line.chop(1);
+        QStringDecoder lineDecoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless);
+        const QString decoded = lineDecoder(line);
+        lines << (lineDecoder.hasError() ? FromWindows1252(line) : decoded);
+    }
+    const qsizetype firstBreak = text.indexOf('\n');
+    crlf = firstBreak > 0 && text[firstBreak - 1] == '\r';
+    if (!lines.isEmpty() && lines.last().isEmpty())
+        lines.removeLast();
+    return lines;
+}
+
+// Why the lines cannot all be read as a profile file, or nothing when they can.
+const char* damageOf(const QStringList& lines) {
     bool sawText = false;
     bool sawProfileLine = false;
-    for (qsizetype start = 0; start < text.size();) {
-        qsizetype end = text.indexOf(u'\n', start);
-        if (end < 0)
-            end = text.size();
-        if (end - start > kMaxLineLength)
+    qsizetype offset = 0;
+    for (const QString& line : lines) {
+        if (line.contains(QChar(u'\0')))
+            return "contains NUL characters";
+        if (firstBroken(line) >= 0)
+            return "contains control characters";
+        if (line.size() > kMaxLineLength)
             return "has a line longer than 64 KiB";
-        if (start < kProbeLength) {
-            const QString line = text.mid(start, end - start);
+        if (offset < kProbeLength) {
             sawText = sawText || !line.trimmed().isEmpty();
-            sawProfileLine =
-                sawProfileLine || classify(line).kind != LineInfo::Other || line.trimmed().startsWith(u';');
+            sawProfileLine = sawProfileLine || classify(line).kind != LineInfo::Other || isComment(line);
         }
-        start = end + 1;
+        offset += line.size() + 1;
     }
     return sawText && !sawProfileLine ? "has no section, key or comment line at its start" : nullptr;
+}
+
+// Whether a broken line was a key line of the section it stands in, so that it alone is lost: its key name
+// and "=" stand whole before the damage, and nothing after the damage may be part of a section header.
+bool isBrokenKeyLine(QStringView line) {
+    const qsizetype broken = firstBroken(line);
+    const qsizetype end = broken >= 0 ? broken : line.size();
+    const QString head = line.left(end).toString();
+    if (QStringView(head).trimmed().startsWith(u'[') || classify(head).kind != LineInfo::Key)
+        return false;
+    const QStringView rest = line.mid(end);
+    return !rest.contains(u'[') && !rest.contains(u']');
+}
+
+// Keeps the lines of a damaged file that can be trusted (see ProfileStore); returns how many it left out.
+int recover(QStringList& lines) {
+    QStringList kept;
+    bool sectionKnown = false; // key lines here belong to the last kept header
+    for (const QString& line : lines) {
+        if (isBrokenLine(line)) {
+            sectionKnown = sectionKnown && isBrokenKeyLine(line);
+            continue;
+        }
+        const LineInfo info = classify(line);
+        if (info.kind == LineInfo::Header)
+            sectionKnown = true;
+        const bool keep = info.kind == LineInfo::Header || (info.kind == LineInfo::Key && sectionKnown) ||
+                          line.trimmed().isEmpty() || isComment(line);
+        if (keep)
+            kept << line;
+    }
+    const int dropped = int(lines.size() - kept.size());
+    lines = std::move(kept);
+    return dropped;
+}
+
+ProfileProblem problemOf(ProfileProblem::Kind kind, const QString& file, QString text) {
+    ProfileProblem problem;
+    problem.kind = kind;
+    problem.file = file;
+    problem.text = std::move(text);
+    return problem;
 }
 
 // What a string read gives for a value found in the file (already without surrounding blanks).
@@ -111,7 +219,7 @@ int32_t leadingNumber(QStringView text) {
 
 // A section or key name that can be written so that it reads back as itself.
 bool writableName(const QString& name, bool isKey) {
-    if (name.isEmpty() || name.contains(u'\n') || name.contains(u'\r') || name.contains(QChar(u'\0')))
+    if (name.isEmpty() || name.contains(u'\r') || firstBroken(name) >= 0)
         return false;
     if (isKey)
         return !name.contains(u'=') && !name.startsWith(u'[') && !name.startsWith(u';');
@@ -121,7 +229,7 @@ bool writableName(const QString& name, bool isKey) {
 } // namespace
 
 struct ProfileStore::ParsedFile {
-    enum class State { Missing, Ok, Garbled, Unreadable };
+    enum class State { Missing, Ok, Damaged, Unreadable };
     struct Section {
         QString folded;
         int header = 0;
@@ -138,39 +246,46 @@ struct ProfileStore::ParsedFile {
     QList<Section> sections;
     QHash<QString, int> sectionIndex; // folded name -> first section of that name
 
-    void load(const QString& path, const FileStamp& now, QStringList& reports) {
+    void load(const QString& path, const FileStamp& now, std::vector<ProfileProblem>& reports) {
         stamp = now;
         if (!now.exists)
             return;
-        const auto unusable = [&](const QString& why) {
-            state = now.regular ? State::Garbled : State::Unreadable; // a folder or device is never replaced
-            reports << QStringLiteral("%1 %2; its settings are read as empty").arg(path, why);
+        const auto unreadable = [&](const QString& why) {
+            state = State::Unreadable; // never replaced: what is there is not ours to overwrite
+            reports.push_back(
+                problemOf(ProfileProblem::Kind::Unreadable, path,
+                          QStringLiteral("%1 %2; its settings are read as empty").arg(path, why)));
         };
         if (!now.regular)
-            return unusable(QStringLiteral("is not a regular file"));
-        if (now.size > kMaxFileSize)
-            return unusable(QStringLiteral("is larger than 16 MiB"));
+            return unreadable(QStringLiteral("is not a regular file"));
         QFile in(path);
-        if (!in.open(QIODevice::ReadOnly)) {
-            state = State::Unreadable;
-            reports << QStringLiteral("%1 cannot be read (%2); its settings are read as empty")
-                           .arg(path, in.errorString());
+        if (!in.open(QIODevice::ReadOnly))
+            return unreadable(QStringLiteral("cannot be read (%1)").arg(in.errorString()));
+        const bool tooLarge = now.size > kMaxFileSize;
+        lines = decodeLines(in.read(kMaxFileSize), crlf);
+        int dropped = 0;
+        if (tooLarge && !lines.isEmpty()) {
+            lines.removeLast(); // cut at the limit
+            ++dropped;
+        }
+        const char* why = tooLarge ? "is larger than 16 MiB" : damageOf(lines);
+        if (why == nullptr) {
+            state = State::Ok;
+            index();
             return;
         }
-        const QString text = DecodeTextFile(in.readAll());
-        if (const char* why = garbledReason(text))
-            return unusable(QLatin1String(why));
-        const qsizetype firstBreak = text.indexOf(u'\n');
-        crlf = firstBreak > 0 && text[firstBreak - 1] == u'\r';
-        lines = text.split(u'\n');
-        for (QString& line : lines) {
-            if (line.endsWith(u'\r'))
-                line.chop(1);
-        }
-        if (!lines.isEmpty() && lines.last().isEmpty())
-            lines.removeLast(); // the break that ends the last line
-        state = State::Ok;
+        const int read = int(lines.size()) + dropped;
+        dropped += recover(lines);
+        state = State::Damaged;
         index();
+        ProfileProblem damaged = problemOf(
+            ProfileProblem::Kind::Damaged, path,
+            QStringLiteral("%1 is damaged (%2): %3 of its %4 lines are left out, the settings of the others "
+                           "are read")
+                .arg(path, QLatin1String(why), QString::number(dropped), QString::number(read)));
+        damaged.lines = read;
+        damaged.droppedLines = dropped;
+        reports.push_back(std::move(damaged));
     }
 
     void index() {
@@ -214,10 +329,10 @@ struct ProfileStore::ParsedFile {
     }
 };
 
-ProfileStore::ProfileStore() = default;
+ProfileStore::ProfileStore(const Clock* clock) : m_clock(clock) {}
 ProfileStore::~ProfileStore() = default;
 
-ProfileStore::ParsedFile& ProfileStore::current(const QString& file, QStringList& reports) {
+ProfileStore::ParsedFile& ProfileStore::current(const QString& file, Reports& reports) {
     const FileStamp now = stampOf(file);
     std::unique_ptr<ParsedFile>& slot = m_files[file];
     if (!slot || !(slot->stamp == now)) {
@@ -227,17 +342,17 @@ ProfileStore::ParsedFile& ProfileStore::current(const QString& file, QStringList
     return *slot;
 }
 
-void ProfileStore::deliver(const QStringList& reports) const {
+void ProfileStore::deliver(const Reports& reports) const {
     // Called without the lock held, so that the receiver may use the store.
     if (problemReport) {
-        for (const QString& line : reports)
-            problemReport(line);
+        for (const ProfileProblem& problem : reports)
+            problemReport(problem);
     }
 }
 
 std::optional<QString> ProfileStore::rawValue(const QString& section, const QString& key,
                                               const QString& file) {
-    QStringList reports;
+    Reports reports;
     std::optional<QString> value;
     {
         std::lock_guard lock(m_mutex);
@@ -267,7 +382,7 @@ QString ProfileStore::GetPrivateProfileString(const QString& section, const QStr
 }
 
 QStringList ProfileStore::SectionKeys(const QString& section, const QString& file) {
-    QStringList reports;
+    Reports reports;
     QStringList keys;
     {
         std::lock_guard lock(m_mutex);
@@ -284,9 +399,13 @@ bool ProfileStore::WritePrivateProfileString(const QString& section, const QStri
     const QString keyName = key.trimmed();
     if (!writableName(sectionName, false) || !writableName(keyName, true))
         return false;
-    // A value ends at a NUL, as the C string it was; a line break would split the line.
+    // A value ends at a NUL, as the C string it was; a line break would split the line, and another
+    // control character would make the file read as damaged.
     QString text = value.left(value.indexOf(QChar(u'\0')));
-    text.replace(u'\r', u' ').replace(u'\n', u' ');
+    for (QChar& c : text) {
+        if (c == u'\r' || isBroken(c))
+            c = u' ';
+    }
     const QString folded = fold(keyName);
 
     return modify(file, [&](ParsedFile& f) {
@@ -337,14 +456,14 @@ bool ProfileStore::createSection(const QString& section, const QString& file) {
 }
 
 bool ProfileStore::modify(const QString& file, const std::function<void(ParsedFile&)>& change) {
-    QStringList reports;
+    Reports reports;
     bool written = false;
     {
         std::lock_guard lock(m_mutex);
         ParsedFile& old = current(file, reports);
         if (old.state != ParsedFile::State::Unreadable) {
             ParsedFile next;
-            next.lines = old.lines; // empty for a missing or garbled file
+            next.lines = old.lines; // empty for a missing file; what was read of a damaged one
             next.crlf = old.crlf;
             next.index();
             change(next);
@@ -365,22 +484,30 @@ bool ProfileStore::modify(const QString& file, const std::function<void(ParsedFi
     return written;
 }
 
-bool ProfileStore::replace(const QString& file, ParsedFile& old, ParsedFile next, QStringList& reports) {
+bool ProfileStore::replace(const QString& file, ParsedFile& old, ParsedFile next, Reports& reports) {
     QSaveFile out(file);
     // Flushed here because commit() lets a short write (a full disk) pass unnoticed.
     const QByteArray bytes = next.bytes();
-    const bool ready = out.open(QIODevice::WriteOnly) && out.write(bytes) == bytes.size() && out.flush();
-    bool keptAside = false;
-    if (ready && old.state == ParsedFile::State::Garbled) {
-        // The user's file is kept beside the new one rather than overwritten.
-        const QString aside = file + QStringLiteral(".bad");
-        keptAside =
-            std::rename(QFile::encodeName(file).constData(), QFile::encodeName(aside).constData()) == 0;
-        if (keptAside)
-            reports << QStringLiteral("%1 was not a profile file; kept as %2, a new file is started")
-                           .arg(file, aside);
+    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.flush())
+        return false;
+    if (old.state == ParsedFile::State::Damaged) {
+        // The user's damaged file is kept under a name of its own before the new one takes its place.
+        const QString aside = keepAside(file);
+        if (aside.isEmpty()) {
+            reports.push_back(problemOf(ProfileProblem::Kind::NotKept, file,
+                                        QStringLiteral("%1 is damaged and cannot be kept aside; it is left "
+                                                       "as it is and nothing is written to it")
+                                            .arg(file)));
+            return false;
+        }
+        ProfileProblem kept = problemOf(ProfileProblem::Kind::KeptAside, file,
+                                        QStringLiteral("%1: the damaged file is kept as %2; what was read "
+                                                       "from it is written in its place")
+                                            .arg(file, aside));
+        kept.keptAs = aside;
+        reports.push_back(std::move(kept));
     }
-    if (!ready || (!keptAside && old.state == ParsedFile::State::Garbled) || !out.commit())
+    if (!out.commit())
         return false;
     next.state = ParsedFile::State::Ok;
     next.index();
@@ -389,13 +516,57 @@ bool ProfileStore::replace(const QString& file, ParsedFile& old, ParsedFile next
     return true;
 }
 
+QString ProfileStore::keepAside(const QString& file) const {
+    const QDateTime when = m_clock ? m_clock->now() : QDateTime::currentDateTime();
+    const QString stamped = file + u'.' + when.toString(QStringLiteral("yyyyMMdd-hhmmss"));
+    const QByteArray from = QFile::encodeName(file);
+    for (int n = 1; n <= 1000; ++n) {
+        const QString aside =
+            stamped + (n == 1 ? QString() : QStringLiteral("-%1").arg(n)) + QStringLiteral(".bad");
+        // A second name for the file: link() never replaces an existing name, and the replacement of the
+        // file that follows leaves this one alone.
+        if (::link(from.constData(), QFile::encodeName(aside).constData()) == 0)
+            return aside;
+        if (errno == EEXIST)
+            continue;
+        // A file system without hard links gets a copy, which QFile never makes over an existing file.
+        if (QFile::copy(file, aside))
+            return aside;
+        if (!QFileInfo::exists(aside))
+            return {};
+    }
+    return {};
+}
+
+QString ProfileStore::KeepDamaged(const QString& file) {
+    Reports reports;
+    QString kept;
+    {
+        std::lock_guard lock(m_mutex);
+        ParsedFile& old = current(file, reports);
+        if (old.state == ParsedFile::State::Damaged) {
+            ParsedFile next;
+            next.lines = old.lines;
+            next.crlf = old.crlf;
+            if (replace(file, old, std::move(next), reports)) {
+                for (const ProfileProblem& problem : reports) {
+                    if (problem.kind == ProfileProblem::Kind::KeptAside)
+                        kept = problem.keptAs;
+                }
+            }
+        }
+    }
+    deliver(reports);
+    return kept;
+}
+
 void ProfileStore::beginBatch(const QString& file) {
     std::lock_guard lock(m_mutex);
     ++m_batched[file];
 }
 
 bool ProfileStore::endBatch(const QString& file) {
-    QStringList reports;
+    Reports reports;
     bool written = true;
     {
         std::lock_guard lock(m_mutex);

@@ -218,6 +218,12 @@ TEST_F(EintragTest, TheNoteIsLaidOutForTheTelephonesBookOfItsKind) {
         {2, 1, S("kurz\r\n") + line30, S("kurz abcdefghijklmno|pqrstuvwxyz1234")},
         {2, 0, twoLines, twoLines},
         {4, 1, twoLines, S("Zeile eins|Zeile zwei ist viel laenger als zwanzig")},
+        // A note typed on Linux ends its lines in LF, an old Mac one in CR: each is a line end as CR LF is.
+        {2, 1, S("Zeile eins\nZeile zwei\nZeile drei"), S("Zeile eins|Zeile zwei|Zeile drei")},
+        {2, 1, S("eins\r\nzwei\ndrei\rvier"), S("eins|zwei|drei|vier")},
+        {4, 1, S("kurz\nlang genug zum Umbruch, aber nicht hier"),
+         S("kurz|lang genug zum Umbruch, aber nicht hier")},
+        {2, 0, S("eins\nzwei"), S("eins\nzwei")},
     };
     for (const auto& row : rows) {
         settings.PhoneType = row.phoneType;

@@ -129,6 +129,53 @@ TEST(PhonebookSet, BooksOfTheSettingsThenMissingQuickNewMacroThenForeignTablesOf
     EXPECT_EQ(b.bookFiles(), books);
 }
 
+// A settings file and a data folder brought from Windows spell the same file in different cases. Each file
+// is found as Windows found it: the books, their index files, the macro book and old text phonebooks.
+TEST(PhonebookSet, FilesNamedInAnotherCaseAreFoundWithoutRegardToCase) {
+    Books b;
+    b.add(b.book(2), S("Anna"), S("0891"));
+    b.add(b.book("MACRO"), S("Eigener Anbieter"), S("01099"));
+    b.set().Phonebooks_destroy();
+    // On disk the tables change their case; the settings spell them in yet another.
+    const QDir data(b.dataFolder());
+    ASSERT_TRUE(QFile::rename(data.filePath(S("Phb1.dbf")), data.filePath(S("FREUNDE.DBF"))));
+    ASSERT_TRUE(QFile::rename(data.filePath(S("Phb1i0.ndx")), data.filePath(S("FREUNDEI0.NDX"))));
+    ASSERT_TRUE(QFile::rename(data.filePath(S("Macros.dbf")), data.filePath(S("MACROS.DBF"))));
+    const QString ini = b.iniPath();
+    b.profiles.WritePrivateProfileString(S("PhoneBook"), S("PhoneBook2"), S("Freunde"), ini);
+    b.profiles.WritePrivateProfileString(S("PhoneBook"), S("PhName2"), S("Freunde.dbf"), ini);
+    b.profiles.WritePrivateProfileString(S("PhoneBook"), S("PhName5"), S("macros.DBF"), ini);
+    b.write(b.dir.filePath(S("PHBEURIT.TXT")), "0711\tTelefon Eins\r\n");
+    b.set().state().lastRunFailed = true; // every open deletes the book's index files first
+
+    b.set().Phonebooks_create();
+    EXPECT_EQ(b.bookFiles(), (QStringList{S("PhbEurit.dbf"), S("Freunde.dbf"), S("PhbQuick.dbf"),
+                                          S("PhbNew.dbf"), S("macros.DBF")}))
+        << "no book is lost, none is found twice";
+    EXPECT_EQ(b.book(2).Name, S("Freunde")) << "the book keeps its name";
+    EXPECT_EQ(b.name(S("0891")), S("Anna"));
+    EXPECT_EQ(b.book("MACRO").EintragCount(), 1) << "the macro book keeps its carriers";
+    EXPECT_EQ(b.name(S("01099")), S("Eigener Anbieter"));
+    EXPECT_EQ(b.name(S("0711")), S("Telefon Eins")) << "the old text phonebook was taken in";
+    EXPECT_TRUE(QFileInfo::exists(b.dir.filePath(S("PHBEURIT.TXT.old"))));
+    EXPECT_FALSE(QFileInfo::exists(data.filePath(S("FREUNDEI0.NDX")))) << "the book's old index went";
+    const QStringList tables = data.entryList({S("*.dbf")}, QDir::Files);
+    EXPECT_EQ(tables.filter(S("macros"), Qt::CaseInsensitive), QStringList(S("MACROS.DBF")))
+        << "no new macro book beside the old one";
+
+    // The settings keep their own spelling; the next start finds the same.
+    b.set().state().lastRunFailed = false;
+    b.restart();
+    EXPECT_EQ(b.bookFiles().at(1), S("Freunde.dbf"));
+    EXPECT_EQ(b.book(2).Name, S("Freunde"));
+    EXPECT_EQ(b.book("MACRO").EintragCount(), 1);
+
+    // A new book's file is not one that exists in another case.
+    EXPECT_EQ(b.set().GetNewFileName(), S("Phb1.dbf"));
+    b.write(data.filePath(S("PHB1.DBF")), "");
+    EXPECT_EQ(b.set().GetNewFileName(), S("Phb2.dbf"));
+}
+
 // ---- Whose number is this
 
 TEST(PhonebookLookup, TheFirstBookThatKnowsTheNumberDecidesAndGreetingsComeFromNormalBooks) {
@@ -152,6 +199,35 @@ TEST(PhonebookLookup, TheFirstBookThatKnowsTheNumberDecidesAndGreetingsComeFromN
     EXPECT_EQ(b.set().GetAnsage(S("0891"), 0), anna);
     EXPECT_EQ(b.set().GetAnsage(S("0892"), 0), QString());
     EXPECT_EQ(b.book(2).clsEintragByNumber(S("0891"))->AnsageStored(), S("anna.wav"));
+}
+
+// The answering machine asks for the caller's greeting: the first book that knows the number answers, the
+// telephone's book 1 as well as the disk books, and an empty greeting there is the answer.
+TEST(PhonebookLookup, TheGreetingComesFromTheFirstBookThatKnowsTheNumberEvenWhenItIsEmpty) {
+    Books b;
+    b.soundFolder = b.dir.filePath(S("sound")) + QLatin1Char('/');
+    const QString anna = b.dir.filePath(S("sound/anna.wav"));
+    const QString other = b.dir.filePath(S("sound/other.wav"));
+    ASSERT_TRUE(b.book(1).EintragAdd(S("Anna"), {}, {}, {}, {}, S("0891234"), {}, {}, anna));
+    ASSERT_TRUE(b.book(2).EintragAdd(S("Anna B"), {}, {}, {}, {}, S("0891234"), {}, {}, other));
+    EXPECT_EQ(b.book(1).clsEintragByNumber(S("0891234"))->AnsageStored(), S("anna.wav"));
+    EXPECT_EQ(b.set().GetAnsage(S("0891234"), 0), anna);
+    EXPECT_EQ(b.set().GetAnsage(S(" 1234 "), 1), anna) << "trimmed, with the own area code";
+    QString detail, greeting;
+    b.set().TranslateNumber(S("0891234"), 0, 0, detail, greeting);
+    EXPECT_EQ(greeting, anna);
+
+    // Book 1 knows the number without a greeting: the search ends there, book 2's greeting is not used.
+    ASSERT_TRUE(b.book(1).EintragAdd(S("Bert"), {}, {}, {}, {}, S("0892"), {}, {}, {}));
+    ASSERT_TRUE(b.book(2).EintragAdd(S("Bert B"), {}, {}, {}, {}, S("0892"), {}, {}, other));
+    EXPECT_EQ(b.set().GetAnsage(S("0892"), 0), QString());
+    EXPECT_EQ(b.set().GetAnsage(S("0899"), 0), QString()) << "no book knows it";
+
+    // The book of the telephone's last read state is outside the set and keeps no greeting.
+    clsPhonebook& inEurit = *b.set().PhonebookInEurit;
+    ASSERT_EQ(inEurit.DBOpen(true), 0);
+    ASSERT_TRUE(inEurit.EintragAdd(S("Carl"), {}, {}, {}, {}, S("0893"), {}, {}, anna));
+    EXPECT_EQ(inEurit.clsEintragByNumber(S("0893"))->AnsageStored(), QString());
 }
 
 TEST(PhonebookLookup, SearchKeysArePaddedToTheWholeField) {

@@ -4,6 +4,7 @@
 
 #include "shell/MainLifecycle.h"
 
+#include <QDir>
 #include <QFile>
 
 #include <gtest/gtest.h>
@@ -131,6 +132,86 @@ TEST(MainStart, TheRunFlagTellsTheNextStartOfACrashAndTheCapiTestRunsOnce) {
     ASSERT_TRUE(ran.open(QIODevice::ReadOnly));
     EXPECT_EQ(ran.readAll(), "run\n");
     EXPECT_FALSE(QFile::exists(t.dir.filePath(S("debug.txt"))));
+}
+
+// Settings files damaged on disk (a NUL byte, as a crash or a copy may leave): the start tells the user
+// once, in the language of what was read, writes each problem to error.log, keeps each damaged file under a
+// name of its own, and runs with the settings that could be read. The next start finds sound files.
+TEST(MainStart, DamagedSettingsFilesAreToldOnceKeptAsideAndWhatCouldBeReadIsInEffect) {
+    Lifecycle t;
+    QStringList asked;
+    t.program->dialogs().setAsker([&](const QString& text, UserDialogs::Buttons, UserDialogs::Icon) {
+        asked << text;
+        return UserDialogs::Answer::Ok;
+    });
+    const auto put = [&](const char* name, const QByteArray& bytes) {
+        QFile file(t.dir.filePath(S(name)));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    };
+    static const char kIni[] =
+        "[Setup]\nIgnoreDigits=3\nIgnoreNumbers=2\0\nLandesCode=43\n[Main]\nWidthEx=9000\n";
+    static const char kRegistry[] =
+        "[HKLM\\Software\\Nalda\\Morva]\nLanguage=dword:00000007\nVorwahl=\"0\0\"\n";
+    const QByteArray ini(kIni, sizeof(kIni) - 1);
+    const QByteArray registry(kRegistry, sizeof(kRegistry) - 1);
+    put("Morva.ini", ini);
+    put("Registry.ini", registry);
+
+    ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
+
+    const Language& language = t.program->language();
+    EXPECT_EQ(language.LanguageId(), 7) << "Registry.ini's whole lines are in effect";
+    const QString expected = language.LanguageString(3190).arg(S("Morva.ini"), S("1"), S("6")) + S(" ") +
+                             language.LanguageString(3191).arg(S("Morva.ini.20260105-090000.bad")) +
+                             S("\n\n") +
+                             language.LanguageString(3190).arg(S("Registry.ini"), S("1"), S("3")) + S(" ") +
+                             language.LanguageString(3191).arg(S("Registry.ini.20260105-090000.bad"));
+    EXPECT_EQ(asked, QStringList(expected));
+    EXPECT_TRUE(asked.value(0).startsWith(S("Die Einstellungsdatei Morva.ini war beschädigt.")))
+        << asked.value(0).toStdString();
+
+    const QStringList errors = t.logLines(S("error.log"));
+    for (const char* file : {"Morva.ini", "Registry.ini"}) {
+        const QString path = t.dir.filePath(S(file));
+        EXPECT_EQ(errors.filter(path + S(" is damaged (contains NUL characters): 1 of its")).size(), 1)
+            << file;
+        EXPECT_EQ(errors.filter(S("the damaged file is kept as %1.20260105-090000.bad").arg(path)).size(), 1)
+            << file;
+    }
+    const auto bytesOf = [&](const QString& path) {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    EXPECT_EQ(bytesOf(t.dir.filePath(S("Morva.ini.20260105-090000.bad"))), ini);
+    EXPECT_EQ(bytesOf(t.dir.filePath(S("Registry.ini.20260105-090000.bad"))), registry);
+
+    const Settings& settings = t.program->settings();
+    EXPECT_EQ(settings.IgnoreDigits, 3);
+    EXPECT_EQ(settings.IgnoreNumbers, 1) << "the damaged line is left out: the default";
+    EXPECT_EQ(settings.LandesCode, S("43"));
+    EXPECT_EQ(settings.Vorwahl, QString());
+    EXPECT_EQ(t.host.window.width(), 9000 / 15) << "a later section of the damaged file is read too";
+    const QByteArray now = bytesOf(t.program->iniPath());
+    EXPECT_FALSE(now.contains('\0'));
+    EXPECT_TRUE(now.contains("IgnoreDigits=3\n")) << now.toStdString();
+
+    // The next start reads sound files: nothing to tell, nothing more kept.
+    t.stop();
+    Program next(t.clock, std::make_unique<StandInLine>(), t.dir.path());
+    next.dialogs().setAsker([&](const QString& text, UserDialogs::Buttons, UserDialogs::Icon) {
+        asked << text;
+        return UserDialogs::Answer::Ok;
+    });
+    FakeHost host;
+    MainLifecycle again(next, host, [] { return true; });
+    ASSERT_EQ(again.Form_Load(), MainLifecycle::StartResult::Started);
+    EXPECT_EQ(asked.size(), 1);
+    EXPECT_EQ(next.settings().IgnoreDigits, 3);
+    EXPECT_EQ(next.language().LanguageId(), 7);
+    EXPECT_EQ(QDir(t.dir.path()).entryList({S("*.bad")}, QDir::Files).size(), 2);
+    EXPECT_FALSE(again.Form_QueryUnload());
+    EXPECT_TRUE(again.Form_QueryUnload());
 }
 
 TEST(MainStart, ACloseDuringTheStartIsRefusedAndASecondInstanceEnds) {

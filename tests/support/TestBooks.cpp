@@ -14,8 +14,8 @@ TestBooks::TestBooks()
                                                return soundFolder;
                                            }},
                  profiles, iniPath()) {
-    profiles.problemReport = [this](const QString& text) {
-        logs.Log_Write(text);
+    profiles.problemReport = [this](const ProfileProblem& problem) {
+        logs.ErrorLog(problem.text);
     };
 }
 

@@ -29,7 +29,7 @@ struct TestBooks {
 
     ManualClock clock;
     QTemporaryDir dir;
-    ProfileStore profiles;
+    ProfileStore profiles{&clock};
     Settings settings;
     Language language;
     Logs logs{clock, settings, dir.path()};

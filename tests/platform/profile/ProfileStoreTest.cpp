@@ -1,7 +1,10 @@
 #include "platform/profile/ProfileStore.h"
 
+#include "platform/Clock.h"
+
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -15,12 +18,18 @@
 
 namespace {
 
+// The bytes of a string literal, NULs included.
+template <size_t N> QByteArray raw(const char (&text)[N]) {
+    return QByteArray(text, qsizetype(N - 1));
+}
+
 class ProfileStoreTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(m_dir.isValid());
-        m_store.problemReport = [this](const QString& line) {
-            m_reports << line;
+        m_store.problemReport = [this](const ProfileProblem& problem) {
+            m_reports << problem.text;
+            m_problems.push_back(problem);
         };
     }
     QString path(const QString& name = QStringLiteral("Morva.ini")) const { return m_dir.filePath(name); }
@@ -44,8 +53,10 @@ protected:
     }
 
     QTemporaryDir m_dir;
-    ProfileStore m_store;
+    ManualClock m_clock{QDateTime(QDate(2026, 2, 3), QTime(14, 5, 6))};
+    ProfileStore m_store{&m_clock};
     QStringList m_reports;
+    std::vector<ProfileProblem> m_problems;
 };
 
 const QString kSetup = QStringLiteral("Setup");
@@ -215,32 +226,115 @@ TEST_F(ProfileStoreTest, FilesThatAreNotUtf8AreReadAsWindows1252AndWrittenAsUtf8
     EXPECT_TRUE(m_reports.isEmpty());
 }
 
-TEST_F(ProfileStoreTest, AGarbledFileReadsAsEmptyOnceReportedAndIsKeptAsideOnTheNextWrite) {
-    static const char kRaw[] = "MZ\x90\0\x03\0\0\0[Setup]\nCom Port=9\n";
-    const QByteArray binary(kRaw, sizeof(kRaw) - 1);
-    put(binary);
-    EXPECT_EQ(num(QStringLiteral("Com Port"), 1), 1);
-    EXPECT_EQ(str(kSetup, QStringLiteral("Com Port"), QStringLiteral("d")), QStringLiteral("d"));
-    ASSERT_EQ(m_reports.size(), 1) << "reported once while the file is unchanged";
-    EXPECT_TRUE(m_reports[0].contains(path()));
+// A damaged file is read for what it still holds. Each row: the file, what is kept of it (as KeepDamaged
+// writes it back), and how many of its lines are left out.
+TEST_F(ProfileStoreTest, ADamagedFileKeepsTheLinesThatCanBeTrustedWithTheirSections) {
+    const struct {
+        const char* what;
+        QByteArray file;
+        QByteArray kept;
+        int lines, dropped;
+    } rows[] = {
+        {"a NUL in a value loses that key only",
+         raw("[Setup]\nCom Port=4\nErrorLog=\0"
+             "1\nMSNAnzahl=5\n[Main]\nWidthEx=9000\n"),
+         "[Setup]\nCom Port=4\nMSNAnzahl=5\n[Main]\nWidthEx=9000\n", 6, 1},
+        {"a broken header loses its keys up to the next whole header; comments and blank lines stay",
+         raw("[Setup]\nA=1\n[Ma\0in]\nWidthEx=9000\nS00=700\n; note\n\n[Provider]\nLastProvider=x\n"),
+         "[Setup]\nA=1\n; note\n\n[Provider]\nLastProvider=x\n", 9, 3},
+        {"a header swallowed into a broken key line: its keys are not taken for the section above",
+         raw("[Setup]\nA=1\0\0[PhoneBook]\nAnzahl=3\n[Main]\nB=2\n"), "[Setup]\n[Main]\nB=2\n", 5, 2},
+        {"garbage before a key name; UTF-8 lines around it stay UTF-8",
+         raw("[Setup]\nOrt=K\xC3\xB6ln\n\xFF\xFE\x01\x02garbage\nName=M\xC3\xBCller\n[Main]\nB=2\n"),
+         "[Setup]\nOrt=K\xC3\xB6ln\n[Main]\nB=2\n", 6, 2},
+        {"stray text and keys before the first header go", raw("stray words\nX=1\n[Setup]\nA=1\n\x07\n"),
+         "[Setup]\nA=1\n", 5, 3},
+        {"a key line longer than 64 KiB loses that key only",
+         "[Setup]\nlong=" + QByteArray(70000, 'x') + "\nA=1\n", "[Setup]\nA=1\n", 3, 1},
+        {"a letter, not settings",
+         "This is a letter, not settings.\nDear user,\n" + QByteArray(100, 'a') + "\n", "", 3, 3},
+        {"a Windows-1252 file with CR LF keeps both", raw("[Setup]\r\nName=M\xFCller\r\nX=\0\r\n"),
+         "[Setup]\r\nName=M\xC3\xBCller\r\n", 3, 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        put(row.file);
+        m_problems.clear();
+        str(kSetup, QStringLiteral("A")); // reads the file
+        ASSERT_EQ(m_problems.size(), 1u);
+        EXPECT_EQ(m_problems[0].kind, ProfileProblem::Kind::Damaged);
+        EXPECT_EQ(m_problems[0].lines, row.lines);
+        EXPECT_EQ(m_problems[0].droppedLines, row.dropped);
+        EXPECT_TRUE(m_problems[0].text.contains(path()));
+        const QString kept = m_store.KeepDamaged(path());
+        ASSERT_FALSE(kept.isEmpty());
+        EXPECT_EQ(contents(), row.kept);
+        EXPECT_EQ(contents(QFileInfo(kept).fileName()), row.file) << "the damaged file is kept whole";
+    }
+    // What was kept reads as it did in the damaged file: the Windows-1252 line of the last row.
+    EXPECT_EQ(str(kSetup, QStringLiteral("Name")), QStringLiteral("Müller"));
+    EXPECT_TRUE(m_store.KeepDamaged(path()).isEmpty()) << "a sound file is not damaged";
+}
+
+TEST_F(ProfileStoreTest, ADamagedFileIsReadAsRecoveredAndKeptAsideUnderItsOwnNameAtTheFirstWrite) {
+    const QByteArray damaged = raw("[Setup]\nCom Port=9\nMSNAnzahl=\0\0\n[Main]\nWidthEx=9000\n");
+    put(damaged);
+    EXPECT_EQ(num(QStringLiteral("Com Port"), 1), 9);
+    EXPECT_EQ(num(QStringLiteral("MSNAnzahl"), 3), 3) << "the broken key reads as missing";
+    EXPECT_EQ(str(QStringLiteral("Main"), QStringLiteral("WidthEx")), QStringLiteral("9000"));
+    ASSERT_EQ(m_problems.size(), 1u) << "reported once while the file is unchanged";
 
     EXPECT_TRUE(write(kSetup, QStringLiteral("Gone"), QString())) << "nothing to change: left alone";
-    EXPECT_EQ(contents(), binary);
+    EXPECT_EQ(contents(), damaged);
     EXPECT_TRUE(write(kSetup, QStringLiteral("Com Port"), QStringLiteral("2")));
-    EXPECT_EQ(contents(), "[Setup]\nCom Port=2\n");
-    EXPECT_EQ(contents(QStringLiteral("Morva.ini.bad")), binary);
-    ASSERT_EQ(m_reports.size(), 2);
-    EXPECT_TRUE(m_reports[1].contains(QStringLiteral("Morva.ini.bad")));
-    EXPECT_EQ(num(QStringLiteral("Com Port")), 2);
+    EXPECT_EQ(contents(), "[Setup]\nCom Port=2\n[Main]\nWidthEx=9000\n");
+    const QString first = QStringLiteral("Morva.ini.20260203-140506.bad");
+    EXPECT_EQ(contents(first), damaged);
+    ASSERT_EQ(m_problems.size(), 2u);
+    EXPECT_EQ(m_problems[1].kind, ProfileProblem::Kind::KeptAside);
+    EXPECT_EQ(m_problems[1].keptAs, path(first));
+    EXPECT_TRUE(m_problems[1].text.contains(path(first)));
 
-    put("This is a letter, not settings.\nDear user,\n" + QByteArray(100, 'a') + "\n");
-    EXPECT_EQ(num(QStringLiteral("Com Port"), 1), 1);
-    put("[Setup]\nlong=" + QByteArray(70000, 'x') + "\n");
-    EXPECT_EQ(str(kSetup, QStringLiteral("long")), QStringLiteral("none"));
-    EXPECT_EQ(m_reports.size(), 4);
+    // Damaged again within the same second, and a minute later: each copy gets a name of its own.
+    const QByteArray second = raw("[Setup]\n\0\n");
+    put(second);
+    EXPECT_TRUE(write(kSetup, QStringLiteral("Com Port"), QStringLiteral("3")));
+    EXPECT_EQ(contents(QStringLiteral("Morva.ini.20260203-140506-2.bad")), second);
+    EXPECT_EQ(contents(first), damaged) << "an earlier copy is never written over";
+    m_clock.advance(std::chrono::minutes(1));
+    put(second + "x");
+    EXPECT_FALSE(m_store.KeepDamaged(path()).isEmpty());
+    EXPECT_EQ(contents(QStringLiteral("Morva.ini.20260203-140606.bad")), second + "x");
+
+    m_problems.clear();
     put("\n  \n");
     EXPECT_EQ(num(QStringLiteral("Com Port"), 1), 1);
-    EXPECT_EQ(m_reports.size(), 4) << "blank is empty, not garbled";
+    EXPECT_TRUE(m_problems.empty()) << "blank is empty, not damaged";
+}
+
+TEST_F(ProfileStoreTest, ADamagedFileThatCannotBeKeptIsNotWrittenOver) {
+    // Every name a kept copy could take this second is taken.
+    for (int n = 1; n <= 1000; ++n)
+        put("taken", n == 1 ? QStringLiteral("Morva.ini.20260203-140506.bad")
+                            : QStringLiteral("Morva.ini.20260203-140506-%1.bad").arg(n));
+    const QByteArray damaged = raw("[Setup]\nA=\0\nB=2\n");
+    put(damaged);
+    EXPECT_EQ(num(QStringLiteral("B")), 2);
+    EXPECT_TRUE(m_store.KeepDamaged(path()).isEmpty());
+    EXPECT_FALSE(write(kSetup, QStringLiteral("B"), QStringLiteral("3")));
+    EXPECT_EQ(contents(), damaged);
+    EXPECT_EQ(contents(QStringLiteral("Morva.ini.20260203-140506-7.bad")), "taken");
+    ASSERT_FALSE(m_problems.empty());
+    EXPECT_EQ(m_problems.back().kind, ProfileProblem::Kind::NotKept);
+}
+
+TEST_F(ProfileStoreTest, ControlCharactersAreNeverWritten) {
+    EXPECT_TRUE(write(kSetup, QStringLiteral("Note"),
+                      QStringLiteral("a\tb\x1b"
+                                     "c\rd\ne")));
+    EXPECT_FALSE(write(kSetup, QStringLiteral("Bad\x07Key"), QStringLiteral("1")));
+    EXPECT_EQ(contents(), "[Setup]\nNote=a\tb c d e\n");
+    EXPECT_TRUE(m_problems.empty()) << "what the store writes it reads as sound";
 }
 
 TEST_F(ProfileStoreTest, TheKeptCopySeesChangesMadeOutside) {
