@@ -95,7 +95,9 @@ enum FindFlag : int32_t {
     FromFirst = 1,     // else from the record after the current one
     CaseSensitive = 2, // else without regard to case (Windows-1252 letters)
     AtHead = 4,        // the text stands at the head of the column, else anywhere in it
-    AllColumns = 8,    // every column; the column argument is then 0
+    AllColumns = 8,    // every text column of the record block (a book's nine entry fields, a call log's
+                       // five texts; never a key, number, flag or reserved column); the column argument
+                       // is then 0
 };
 
 class Table;

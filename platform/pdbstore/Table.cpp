@@ -174,8 +174,11 @@ int32_t Table::OpenAs(const QString& path, const Schema* schema, Indexes indexes
 void Table::setSchema(const Schema& schema) {
     m_schema = &schema;
     m_offsets.clear();
+    m_textColumns.clear();
     int offset = 1;
     for (const Column& column : schema.columns) {
+        if (column.form == BlockForm::Text)
+            m_textColumns.push_back(int(m_offsets.size()));
         m_offsets.push_back(offset);
         offset += column.width;
     }
@@ -723,8 +726,8 @@ int32_t Table::find(const QString& text, int column, int flags) {
             continue;
         bool found = false;
         if (allColumns) {
-            for (int c = 0; c < fieldCount() && !found; ++c)
-                found = matches(record, c);
+            for (size_t i = 0; i < m_textColumns.size() && !found; ++i)
+                found = matches(record, m_textColumns[i]);
         } else {
             found = matches(record, column);
         }

@@ -116,6 +116,10 @@ private:
     DbfFile m_file;
     const Schema* m_schema = nullptr;
     std::vector<int> m_offsets; // of the columns in a record, after the flag byte
+    // The columns that hold text of the record block: what a search of every column reads. A book's
+    // nine entry fields; not its key, its flag or its reserved columns, which hold digits, "T" or "N"
+    // and blanks that every record has.
+    std::vector<int> m_textColumns;
     std::vector<Index> m_indexes;
     std::array<unsigned char, 256> m_fold{};
 
