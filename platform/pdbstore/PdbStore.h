@@ -115,7 +115,8 @@ public:
     int32_t PDB_Exit();
 
     // Makes an empty table of the kind's layout, and its index files when `withIndex` is 1. Overwrites
-    // nothing: a file that exists fails with FileExists.
+    // nothing: a file that exists fails with FileExists. The table is written as "<path>.create" and then
+    // renamed, so a process killed during the create leaves no table at the path.
     int32_t PDB_Create(const QString& path, int32_t withIndex, int32_t type);
     // Opens a table, repairing what a killed process left and rebuilding missing or stale index files.
     // `handle` gets the new handle, or 0 on failure.
