@@ -65,6 +65,8 @@ const char* errorText(int32_t code) {
     case IndexWriteFailed:
         return "The table was closed, but an index file could not be written; it is rebuilt at the next "
                "open.";
+    case Shrunk:
+        return "Records are gone: another program has shortened the table.";
     default:
         return nullptr;
     }
@@ -213,8 +215,8 @@ int32_t PdbStore::PDB_PackDatabase(const QString& path) {
     return Table::Pack(path);
 }
 
-int32_t PdbStore::PDB_GetNumRecords(int32_t handle, int32_t) const {
-    const Table* t = table(handle);
+int32_t PdbStore::PDB_GetNumRecords(int32_t handle, int32_t) {
+    Table* t = table(handle);
     return t == nullptr ? 0 : int32_t(t->liveCount());
 }
 

@@ -298,7 +298,7 @@ TEST(PdbStoreCodes, TheCodesOfTheOperationsAndTheIndexFilesOfEachKind) {
 
     QString text;
     QStringList texts;
-    for (int32_t code = pdb::NotInitialised; code <= pdb::IndexWriteFailed; ++code) {
+    for (int32_t code = pdb::NotInitialised; code <= pdb::Shrunk; ++code) {
         EXPECT_EQ(store.PDB_TranslateError(code, text), pdb::Ok);
         EXPECT_TRUE(!text.startsWith(u"Unknown"_s) && text.size() <= 200 && !texts.contains(text)) << code;
         texts << text;
