@@ -12,11 +12,13 @@
 #include "shell/base/UserDialogs.h"
 #include "shell/base/modPathModify.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QLocale>
 #include <QtEndian>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -105,6 +107,53 @@ QString generalDateText(double number) {
 int16_t int16At(const char* record, int offset) {
     return qFromLittleEndian<qint16>(record + offset);
 }
+
+// How far the import of Varnoth_nw.dat has come, in "Varnoth_nw.dat.import" beside it: the fingerprint
+// of the file (its SHA-256), the number of the record being written and the log's count of records
+// without it. It is written in place before each record, one write of a fixed size that a killed
+// process cannot leave half done, and removed once the file is renamed. A journal of another file, or
+// one that cannot be read, counts as none.
+class ImportJournal {
+public:
+    struct Entry {
+        qsizetype record = 0;
+        int64_t count = 0;
+    };
+
+    explicit ImportJournal(QString path) : m_file(std::move(path)) {}
+
+    QString path() const { return m_file.fileName(); }
+    std::optional<Entry> read(const QByteArray& source) {
+        QFile in(m_file.fileName());
+        if (!in.open(QIODevice::ReadOnly))
+            return std::nullopt;
+        const QList<QByteArray> fields = in.read(kSize + 1).trimmed().split(' ');
+        bool recordOk = false;
+        bool countOk = false;
+        if (fields.size() != 3 || fields[0] != source)
+            return std::nullopt;
+        const Entry entry{qsizetype(fields[1].toLongLong(&recordOk)), fields[2].toLongLong(&countOk)};
+        if (!recordOk || !countOk || entry.record < 0 || entry.count < 0)
+            return std::nullopt;
+        return entry;
+    }
+    bool open() { return m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered); }
+    bool write(const QByteArray& source, Entry entry) {
+        const QByteArray line = source + ' ' +
+                                QByteArray::number(qlonglong(entry.record)).rightJustified(10, '0') + ' ' +
+                                QByteArray::number(qlonglong(entry.count)).rightJustified(12, '0') + '\n';
+        return line.size() == kSize && m_file.isOpen() && m_file.seek(0) && m_file.write(line) == kSize;
+    }
+    void remove() {
+        m_file.close();
+        QFile::remove(m_file.fileName());
+    }
+
+private:
+    static constexpr qsizetype kSize = 64 + 1 + 10 + 1 + 12 + 1;
+    QFile m_file;
+};
+
 QString externText(const char* record, int offset, int width) {
     return GetBlockText(record + offset, width);
 }
@@ -278,8 +327,13 @@ void modEZGDB::SEZGDBClose() {
 
 void modEZGDB::SEZGImportExtern() {
     const QString path = ExternPath();
-    if (hLog == 0 || !QFile::exists(path))
+    ImportJournal journal(path + QStringLiteral(".import"));
+    if (hLog == 0)
         return;
+    if (!QFile::exists(path)) {
+        journal.remove(); // left by a start killed after the rename
+        return;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         m_s.logs.Log_Write(QStringLiteral("SEZGImportExtern: cannot open ") + path);
@@ -288,9 +342,25 @@ void modEZGDB::SEZGImportExtern() {
     const QByteArray bytes = file.readAll();
     file.close();
     const qsizetype records = bytes.size() / kExternRecordSize;
+
+    // Where an earlier start of this import left off, and the log's count of records then.
+    const QByteArray source = QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
+    int64_t count = m_s.store.PDB_GetNumRecords(hLog);
+    qsizetype first = 1; // the first record is no call
+    if (const std::optional<ImportJournal::Entry> last = journal.read(source)) {
+        first = std::clamp<qsizetype>(last->record, 1, std::max<qsizetype>(records, 1));
+        if (count > last->count)
+            ++first; // the record it was writing is in the log
+    }
+    if (!journal.open()) {
+        // Without the journal a killed import would write its records again at the next start.
+        m_s.logs.ErrorLog(QStringLiteral("SEZGImportExtern: cannot write ") + journal.path());
+        return;
+    }
+
     int taken = 0;
     int passed = 0;
-    for (qsizetype n = 1; n < records; ++n) { // the first record is no call
+    for (qsizetype n = first; n < records; ++n) {
         const char* in = bytes.constData() + n * kExternRecordSize;
         if (in[87] != 0) {
             ++passed;
@@ -319,24 +389,54 @@ void modEZGDB::SEZGImportExtern() {
         record.Verbindungsstatus = int16At(in, 24);
         record.MSN = externText(in, 30, 16);
         const double date = dayNumber + (second + 60 * minute + 3600 * hour) / kSecondsPerDay;
-        if (const int32_t code = SEZGDBSave_EZG_Eintrag(date, record); code != pdb::Ok) {
-            // Nothing is renamed: the next start takes the file over again.
-            m_s.logs.ErrorLog(QStringLiteral("SEZGImportExtern: record %1 of %2 not written (%3)")
+        // First the journal: the record about to be written and the log's count without it. A start after
+        // a kill finds the record in the log if the count has grown, and goes on after it.
+        if (!journal.write(source, {n, count})) {
+            m_s.logs.ErrorLog(QStringLiteral("SEZGImportExtern: cannot write ") + journal.path());
+            return;
+        }
+        const int32_t code = SEZGDBSave_EZG_Eintrag(date, record);
+        if (code == pdb::BadValue) {
+            // A value wider than its column: this record can never be written.
+            ++passed;
+            m_s.logs.ErrorLog(
+                QStringLiteral("SEZGImportExtern: record %1 of %2 passed over, a value does not fit the log "
+                               "(direction %3, state %4, charge %5)")
+                    .arg(n + 1)
+                    .arg(path)
+                    .arg(record.Richtung)
+                    .arg(record.Verbindungsstatus)
+                    .arg(record.Gebühr, 0, 'f', 2));
+            continue;
+        }
+        if (code != pdb::Ok) {
+            // A full disk, say: the file and the journal stay, and the next start goes on from here.
+            m_s.logs.ErrorLog(QStringLiteral("SEZGImportExtern: record %1 of %2 not written (%3); the rest "
+                                             "is taken over at the next start")
                                   .arg(n + 1)
                                   .arg(path)
                                   .arg(code));
             return;
         }
+        ++count;
         ++taken;
     }
-    m_s.logs.Log_Write(QStringLiteral("SEZGImportExtern: %1 records taken over, %2 passed over from %3")
+    // All written: should the rename fail, the next start finds nothing left to write.
+    if (records > 1 && !journal.write(source, {records, count}))
+        return;
+    m_s.logs.Log_Write(QStringLiteral("SEZGImportExtern: %1 records taken over, %2 passed over from %3, "
+                                      "from record %4 on")
                            .arg(taken)
                            .arg(passed + (bytes.size() % kExternRecordSize != 0 ? 1 : 0))
-                           .arg(path));
+                           .arg(path)
+                           .arg(first + 1));
     const QString old = path + QStringLiteral(".old");
     QFile::remove(old);
-    if (!QFile::rename(path, old))
+    if (!QFile::rename(path, old)) {
         m_s.logs.ErrorLog(QStringLiteral("SEZGImportExtern: cannot rename ") + path);
+        return;
+    }
+    journal.remove();
 }
 
 void modEZGDB::SEZGED_SaveEZGEintrag(const FinishedCall& call) {

@@ -150,7 +150,11 @@ public:
     void SEZGDBClose();
     // Takes over the records of Varnoth_nw.dat, if it is there, and renames it to Varnoth_nw.dat.old.
     // Records with an invalid date or time, or the skip flag, are passed over, and so is a torn last
-    // record. A file whose records could not all be written stays, to be taken over at a later start.
+    // record; a record with a value that does not fit its column of the log (a direction of 1000, a state
+    // of -10000, a charge of 10,000,000) is passed over with a line in "error.log". An import that stops
+    // (a write that fails, the program killed) leaves the file, and the next start goes on where it
+    // stopped: "Varnoth_nw.dat.import" beside it names the record being written and the log's count
+    // without it, so that no record is written twice.
     void SEZGImportExtern();
 
     // Writes the finished call as a new record: the carrier code split off the number, the start as now

@@ -11,7 +11,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -40,9 +39,31 @@ void putLe16(unsigned char* p, uint16_t v) {
     p[1] = static_cast<unsigned char>(v >> 8);
 }
 
-uint64_t roundUpToPage(uint64_t size) {
-    const auto page = uint64_t(::sysconf(_SC_PAGESIZE));
-    return (size + page - 1) / page * page;
+// A walk reads this much at a time.
+constexpr size_t kWindowBytes = 128 * 1024;
+
+// Reads `size` bytes at `offset`: Ok, Shrunk when the file ends before them, ReadFailed on an error.
+int32_t readFully(int fd, char* to, size_t size, uint64_t offset) {
+    while (size > 0) {
+        const ssize_t got = ::pread(fd, to, size, off_t(offset));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return ReadFailed;
+        if (got == 0)
+            return Shrunk;
+        to += got;
+        size -= size_t(got);
+        offset += uint64_t(got);
+    }
+    return Ok;
+}
+
+void identityOf(const struct stat& info, TableStamp& out) {
+    out.size = uint64_t(info.st_size);
+    out.mtimeNs = int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+    out.inode = uint64_t(info.st_ino);
+    out.device = uint64_t(info.st_dev);
 }
 
 } // namespace
@@ -63,12 +84,14 @@ int32_t DbfFile::open(const QString& path) {
         return error == EWOULDBLOCK ? InUse : CannotOpen;
     }
     m_fd = fd;
+    m_path = native;
     return readHeader();
 }
 
-int32_t DbfFile::adopt(int fd) {
+int32_t DbfFile::adopt(int fd, const QString& path) {
     close();
     m_fd = fd;
+    m_path = QFile::encodeName(path);
     return readHeader();
 }
 
@@ -78,6 +101,7 @@ int32_t DbfFile::readHeader() {
         return ReadFailed;
     if (!S_ISREG(info.st_mode))
         return NotDbase;
+    identityOf(info, m_left);
     m_size = uint64_t(info.st_size);
     if (m_size < uint64_t(kPrefixSize))
         return NotDbase;
@@ -149,35 +173,35 @@ bool DbfFile::matches(const Schema& schema) const {
     return true;
 }
 
-int32_t DbfFile::repairAndMap() {
+int32_t DbfFile::repair() {
     const auto recordSize = uint64_t(m_recordSize);
     const auto start = uint64_t(m_headerSize);
     const uint64_t whole = (m_size - start) / recordSize;
     if (whole < m_count)
         return Truncated;
-    if (!mapAtLeast(m_size))
-        return ReadFailed;
 
     // An append writes the record before the count: whole records behind the count with a proper flag
     // were written by an append that did not finish.
     uint32_t count = m_count;
     while (count < whole && count < kMaxRecords) {
-        const char flag = m_map[start + uint64_t(count) * recordSize];
+        char flag = 0;
+        if (!ReadAt(m_fd, &flag, 1, start + uint64_t(count) * recordSize))
+            return ReadFailed;
         if (flag != Live && flag != Deleted)
             break;
         ++count;
     }
     const uint64_t end = start + uint64_t(count) * recordSize;
-    if (m_size != end + 1 || m_map[end] != EndMarker) {
+    char last = 0;
+    if (m_size != end + 1 || !ReadAt(m_fd, &last, 1, end) || last != EndMarker) {
         // The marker first: should this process die before the cut, the next open stops at it again.
         const char marker = EndMarker;
-        if (!WriteAt(m_fd, &marker, 1, end))
-            return WriteFailed;
-        if (m_size > end + 1 && ::ftruncate(m_fd, off_t(end + 1)) != 0)
+        const bool ok =
+            WriteAt(m_fd, &marker, 1, end) && (m_size <= end + 1 || ::ftruncate(m_fd, off_t(end + 1)) == 0);
+        takeIdentity();
+        if (!ok)
             return WriteFailed;
         m_size = end + 1;
-        if (!mapAtLeast(m_size))
-            return ReadFailed;
     }
     if (count != m_count) {
         const int32_t code = writeCount(count);
@@ -189,18 +213,80 @@ int32_t DbfFile::repairAndMap() {
 }
 
 void DbfFile::close() {
-    unmap();
     if (m_fd >= 0)
         ::close(m_fd); // releases the lock
     m_fd = -1;
+    m_path.clear();
     m_fields.clear();
     m_count = 0;
     m_size = 0;
+    m_left = {};
+    m_windowCount = 0;
+    m_readError = Ok;
+}
+
+bool DbfFile::unchanged() const {
+    struct stat info {};
+    if (m_fd < 0 || m_left.inode == 0 || ::stat(m_path.constData(), &info) != 0)
+        return false;
+    TableStamp now;
+    identityOf(info, now);
+    return now.inode == m_left.inode && now.device == m_left.device && now.size == m_left.size &&
+           now.mtimeNs == m_left.mtimeNs;
+}
+
+void DbfFile::takeIdentity() {
+    struct stat info {};
+    if (::fstat(m_fd, &info) != 0)
+        m_left = {}; // opened anew at the next check
+    else
+        identityOf(info, m_left);
+}
+
+void DbfFile::wrote(uint64_t offset, const char* bytes, size_t size, bool ok) {
+    if (m_windowCount > 0) {
+        const uint64_t begin = offsetOf(m_windowFirst);
+        const uint64_t end = begin + uint64_t(m_windowCount) * uint64_t(m_recordSize);
+        if (!ok) {
+            m_windowCount = 0; // what the file holds there is not known
+        } else if (offset < end && offset + size > begin) {
+            const uint64_t from = std::max(offset, begin);
+            const uint64_t to = std::min(offset + size, end);
+            std::memcpy(m_window.data() + (from - begin), bytes + (from - offset), size_t(to - from));
+        }
+    }
+    takeIdentity();
+}
+
+const char* DbfFile::record(uint32_t number, Reading reading) {
+    if (number < 1 || number > m_count) {
+        m_readError = BadRecordNumber;
+        return nullptr;
+    }
+    if (number >= m_windowFirst && number - m_windowFirst < m_windowCount)
+        return m_window.data() + size_t(number - m_windowFirst) * size_t(m_recordSize);
+    uint32_t first = number;
+    uint32_t count = 1;
+    const auto stretch = uint32_t(std::max<size_t>(1, kWindowBytes / size_t(m_recordSize)));
+    if (reading == Reading::Forward) {
+        count = std::min(stretch, m_count - number + 1);
+    } else if (reading == Reading::Backward) {
+        first = number > stretch ? number - stretch + 1 : 1;
+        count = number - first + 1;
+    }
+    const size_t bytes = size_t(count) * size_t(m_recordSize);
+    if (m_window.size() < bytes)
+        m_window.resize(bytes);
+    m_windowCount = 0;
+    m_readError = readFully(m_fd, m_window.data(), bytes, offsetOf(first));
+    if (m_readError != Ok)
+        return nullptr;
+    m_windowFirst = first;
+    m_windowCount = count;
+    return m_window.data() + size_t(number - first) * size_t(m_recordSize);
 }
 
 QByteArray DbfFile::headerBytes() const {
-    if (m_map != nullptr && m_size >= uint64_t(m_headerSize))
-        return QByteArray(m_map, m_headerSize);
     QByteArray bytes(m_headerSize, Qt::Uninitialized);
     if (!ReadAt(m_fd, bytes.data(), size_t(bytes.size()), 0))
         return {};
@@ -210,40 +296,42 @@ QByteArray DbfFile::headerBytes() const {
 int32_t DbfFile::writeRecord(uint32_t number, const char* bytes) {
     if (number < 1 || number > m_count)
         return BadRecordNumber;
-    const uint64_t at = uint64_t(m_headerSize) + uint64_t(number - 1) * uint64_t(m_recordSize);
-    return WriteAt(m_fd, bytes, size_t(m_recordSize), at) ? Ok : WriteFailed;
+    const uint64_t at = offsetOf(number);
+    const bool ok = WriteAt(m_fd, bytes, size_t(m_recordSize), at);
+    wrote(at, bytes, size_t(m_recordSize), ok);
+    return ok ? Ok : WriteFailed;
 }
 
 int32_t DbfFile::writeFlag(uint32_t number, char flag) {
     if (number < 1 || number > m_count)
         return BadRecordNumber;
-    const uint64_t at = uint64_t(m_headerSize) + uint64_t(number - 1) * uint64_t(m_recordSize);
-    return WriteAt(m_fd, &flag, 1, at) ? Ok : WriteFailed;
+    const uint64_t at = offsetOf(number);
+    const bool ok = WriteAt(m_fd, &flag, 1, at);
+    wrote(at, &flag, 1, ok);
+    return ok ? Ok : WriteFailed;
 }
 
 int32_t DbfFile::append(const char* bytes) {
     if (m_count >= kMaxRecords)
         return WriteFailed;
-    const uint64_t at = uint64_t(m_headerSize) + uint64_t(m_count) * uint64_t(m_recordSize);
+    const uint64_t at = offsetOf(m_count + 1);
     const uint64_t end = at + uint64_t(m_recordSize) + 1;
-    if (!mapAtLeast(end))
-        return WriteFailed;
     std::vector<char> bytesAndMarker(bytes, bytes + m_recordSize);
     bytesAndMarker.push_back(EndMarker);
-    if (!WriteAt(m_fd, bytesAndMarker.data(), bytesAndMarker.size(), at)) {
+    // The new record lies behind the window: nothing there to bring up to date.
+    const auto undo = [&] {
         // Undo what of it went through; should even that fail, the next open cuts it off.
         const char marker = EndMarker;
         if (WriteAt(m_fd, &marker, 1, at) && ::ftruncate(m_fd, off_t(at + 1)) == 0)
             m_size = at + 1;
+        takeIdentity();
         return WriteFailed;
-    }
+    };
+    if (!WriteAt(m_fd, bytesAndMarker.data(), bytesAndMarker.size(), at))
+        return undo();
     m_size = std::max(m_size, end);
-    if (writeCount(m_count + 1) != Ok) {
-        const char marker = EndMarker;
-        if (WriteAt(m_fd, &marker, 1, at) && ::ftruncate(m_fd, off_t(at + 1)) == 0)
-            m_size = at + 1;
-        return WriteFailed;
-    }
+    if (writeCount(m_count + 1) != Ok)
+        return undo();
     ++m_count;
     return Ok;
 }
@@ -251,57 +339,27 @@ int32_t DbfFile::append(const char* bytes) {
 int32_t DbfFile::writeDate() {
     unsigned char date[3];
     today(date);
-    return WriteAt(m_fd, date, sizeof date, 1) ? Ok : WriteFailed;
+    const bool ok = WriteAt(m_fd, date, sizeof date, 1);
+    takeIdentity();
+    return ok ? Ok : WriteFailed;
 }
 
 int32_t DbfFile::writeCount(uint32_t count) {
     unsigned char dateAndCount[7];
     today(dateAndCount);
     putLe32(dateAndCount + 3, count);
-    return WriteAt(m_fd, dateAndCount, sizeof dateAndCount, 1) ? Ok : WriteFailed;
+    const bool ok = WriteAt(m_fd, dateAndCount, sizeof dateAndCount, 1);
+    takeIdentity();
+    return ok ? Ok : WriteFailed;
 }
 
 bool DbfFile::stamp(TableStamp& out) const {
     struct stat info {};
     if (m_fd < 0 || ::fstat(m_fd, &info) != 0)
         return false;
-    out.size = uint64_t(info.st_size);
-    out.mtimeNs = int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
-    out.inode = uint64_t(info.st_ino);
-    out.device = uint64_t(info.st_dev);
+    identityOf(info, out);
     out.records = m_count;
     return true;
-}
-
-bool DbfFile::mapAtLeast(uint64_t size) {
-    if (m_map != nullptr && size <= m_mapLength)
-        return true;
-    // Room for as much again, so that a growing table is mapped anew only now and then.
-    const uint64_t length = roundUpToPage(size * 2 + (uint64_t(1) << 20));
-    void* map = ::mmap(nullptr, size_t(length), PROT_READ, MAP_SHARED, m_fd, 0);
-    if (map == MAP_FAILED)
-        return false;
-    unmap();
-    m_map = static_cast<char*>(map);
-    m_mapLength = length;
-    return true;
-}
-
-void DbfFile::prefault() {
-    if (m_prefaulted || m_map == nullptr)
-        return;
-    m_prefaulted = true;
-    // Pages wholly beyond the end of the file must stay out; a kernel without this advice faults them
-    // in as they are read.
-    ::madvise(m_map, size_t(std::min(roundUpToPage(m_size), m_mapLength)), MADV_POPULATE_READ);
-}
-
-void DbfFile::unmap() {
-    if (m_map != nullptr)
-        ::munmap(m_map, size_t(m_mapLength));
-    m_map = nullptr;
-    m_mapLength = 0;
-    m_prefaulted = false;
 }
 
 QByteArray DbfFile::makeHeader(const Schema& schema, uint32_t count) {

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -64,6 +65,8 @@ const char* errorText(int32_t code) {
     case IndexWriteFailed:
         return "The table was closed, but an index file could not be written; it is rebuilt at the next "
                "open.";
+    case Shrunk:
+        return "Records are gone: another program has shortened the table.";
     default:
         return nullptr;
     }
@@ -84,6 +87,39 @@ int32_t withTableOf(bool log, bool initialised, Table* table, Operation operatio
     return withTable(initialised, table, [&](Table& t) {
         return (t.type() == CallLog) != log ? int32_t(BadType) : operation(t);
     });
+}
+
+// Makes the file of an empty table of `schema`. The table is written under a temporary name beside it and
+// then takes its name in one step that replaces nothing, so a process killed on the way leaves either no
+// table or a whole one: never a file without header that fails every later open and blocks the create.
+// A temporary file left by a killed process is written over by the next create.
+int32_t createFile(const QByteArray& native, const Schema& schema) {
+    if (::access(native.constData(), F_OK) == 0)
+        return FileExists;
+    const QByteArray temporary = native + ".create";
+    const int fd = ::open(temporary.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0)
+        return CannotCreate;
+    QByteArray bytes = DbfFile::makeHeader(schema, 0);
+    bytes.append(DbfFile::EndMarker);
+    bool ok = WriteAt(fd, bytes.constData(), size_t(bytes.size()), 0);
+    ok = ::close(fd) == 0 && ok;
+    if (ok &&
+        ::renameat2(AT_FDCWD, temporary.constData(), AT_FDCWD, native.constData(), RENAME_NOREPLACE) == 0)
+        return Ok;
+    int error = ok ? errno : EIO;
+    if (error == EINVAL || error == ENOSYS) {
+        // A file system without the no-replace rename: a hard link fails on a name that exists as well.
+        error = ::link(temporary.constData(), native.constData()) == 0 ? 0 : errno;
+        if (error == EPERM || error == EOPNOTSUPP) // nor hard links (FAT): the check above must do
+            error = ::access(native.constData(), F_OK) == 0                    ? EEXIST
+                    : ::rename(temporary.constData(), native.constData()) == 0 ? 0
+                                                                               : errno;
+    }
+    ::unlink(temporary.constData()); // gone already after a rename
+    if (error == 0)
+        return Ok;
+    return error == EEXIST ? FileExists : CannotCreate;
 }
 
 } // namespace
@@ -130,18 +166,9 @@ int32_t PdbStore::PDB_Create(const QString& path, int32_t withIndex, int32_t typ
     const Schema* schema = SchemaForType(type);
     if (schema == nullptr)
         return BadType;
-    const QByteArray native = QFile::encodeName(path);
-    const int fd = ::open(native.constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd < 0)
-        return errno == EEXIST ? FileExists : CannotCreate;
-    QByteArray bytes = DbfFile::makeHeader(*schema, 0);
-    bytes.append(DbfFile::EndMarker);
-    bool ok = ::write(fd, bytes.constData(), size_t(bytes.size())) == bytes.size();
-    ok = ::close(fd) == 0 && ok;
-    if (!ok) {
-        ::unlink(native.constData());
-        return CannotCreate;
-    }
+    const int32_t created = createFile(QFile::encodeName(path), *schema);
+    if (created != Ok)
+        return created;
     if (withIndex == 0)
         return Ok;
     // Empty indexes that belong to the new table: opening it then reads instead of building them.
@@ -188,8 +215,8 @@ int32_t PdbStore::PDB_PackDatabase(const QString& path) {
     return Table::Pack(path);
 }
 
-int32_t PdbStore::PDB_GetNumRecords(int32_t handle, int32_t) const {
-    const Table* t = table(handle);
+int32_t PdbStore::PDB_GetNumRecords(int32_t handle, int32_t) {
+    Table* t = table(handle);
     return t == nullptr ? 0 : int32_t(t->liveCount());
 }
 

@@ -33,6 +33,17 @@
 // code that PDB_TranslateError explains, and is left as it is. An open table is locked (flock): a second
 // program that opens it fails with InUse instead of writing over the first.
 //
+// Other programs. dBase programs and spreadsheets do not take the lock. Before every operation that reads
+// or writes a table the store compares the file at the table's path with the one it holds (inode, size,
+// modification time): a table that another program has written, shortened or replaced (a new file renamed
+// over it) is opened anew as PDB_Open opens it, its indexes read or rebuilt, and the operation reads and
+// writes the file that is there now. A walk goes on by record number; a current record that is gone fails
+// the operations on it with Shrunk. A file shorter than its header's count fails every operation with
+// Truncated (and is left as it is) until it is whole again. Records are read with pread, never through a
+// mapping, so a file shortened even in the middle of an operation gives a code, not SIGBUS. A change that
+// keeps the size and falls within the same tick of the file system's clock as this program's last write
+// goes unnoticed; the handle's record buffer keeps what was read or put into it.
+//
 // Handles are small positive numbers, 0 is none. Operations on a handle that is not open fail with
 // BadHandle; every operation except PDB_Init fails with NotInitialised outside PDB_Init ... PDB_Exit,
 // but PDB_GETJulianDays, which reads no table and returns a number, answers at any time.
@@ -81,6 +92,7 @@ enum Code : int32_t {
     NotIndexed,       // a number search on a table without number index (type 1)
     IndexWriteFailed, // the table is closed, but an index file could not be written; it is rebuilt
                       // at the next open
+    Shrunk,           // records are gone: another program has shortened the table while it was open
 };
 
 // Size of the record block of a phonebook entry (PDB_GetRecordPHB, PDB_PutRecordPHB).
@@ -95,7 +107,9 @@ enum FindFlag : int32_t {
     FromFirst = 1,     // else from the record after the current one
     CaseSensitive = 2, // else without regard to case (Windows-1252 letters)
     AtHead = 4,        // the text stands at the head of the column, else anywhere in it
-    AllColumns = 8,    // every column; the column argument is then 0
+    AllColumns = 8,    // every text column of the record block (a book's nine entry fields, a call log's
+                       // five texts; never a key, number, flag or reserved column); the column argument
+                       // is then 0
 };
 
 class Table;
@@ -113,7 +127,8 @@ public:
     int32_t PDB_Exit();
 
     // Makes an empty table of the kind's layout, and its index files when `withIndex` is 1. Overwrites
-    // nothing: a file that exists fails with FileExists.
+    // nothing: a file that exists fails with FileExists. The table is written as "<path>.create" and then
+    // renamed, so a process killed during the create leaves no table at the path.
     int32_t PDB_Create(const QString& path, int32_t withIndex, int32_t type);
     // Opens a table, repairing what a killed process left and rebuilding missing or stale index files.
     // `handle` gets the new handle, or 0 on failure.
@@ -124,8 +139,9 @@ public:
     // its index files. Record keys stay as they are.
     int32_t PDB_PackDatabase(const QString& path);
 
-    // The count of records not deleted, itself (0 for a handle that is not open).
-    int32_t PDB_GetNumRecords(int32_t handle, int32_t reserved = 0) const;
+    // The count of records not deleted, itself (0 for a handle that is not open, or a table that cannot be
+    // read any more).
+    int32_t PDB_GetNumRecords(int32_t handle, int32_t reserved = 0);
     // Positioning on the first, next or last record not deleted; EndOfFile when there is none.
     int32_t PDB_GetFirstRecord(int32_t handle);
     int32_t PDB_GetNextRecord(int32_t handle);

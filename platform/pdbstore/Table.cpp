@@ -154,7 +154,7 @@ int32_t Table::OpenAs(const QString& path, const Schema* schema, Indexes indexes
     if (schema == nullptr || !table->m_file.matches(*schema))
         return WrongLayout;
     table->setSchema(*schema);
-    code = table->m_file.repairAndMap();
+    code = table->m_file.repair();
     if (code != Ok)
         return code;
     if (indexes == Indexes::OfSchema) {
@@ -166,7 +166,9 @@ int32_t Table::OpenAs(const QString& path, const Schema* schema, Indexes indexes
                 keyOnly.push_back(layout);
         table->setIndexes(std::move(keyOnly));
     }
-    table->loadOrBuildIndexes();
+    code = table->loadOrBuildIndexes();
+    if (code != Ok)
+        return code;
     out = std::move(table);
     return Ok;
 }
@@ -174,8 +176,11 @@ int32_t Table::OpenAs(const QString& path, const Schema* schema, Indexes indexes
 void Table::setSchema(const Schema& schema) {
     m_schema = &schema;
     m_offsets.clear();
+    m_textColumns.clear();
     int offset = 1;
     for (const Column& column : schema.columns) {
+        if (column.form == BlockForm::Text)
+            m_textColumns.push_back(int(m_offsets.size()));
         m_offsets.push_back(offset);
         offset += column.width;
     }
@@ -189,7 +194,7 @@ void Table::setIndexes(std::vector<IndexLayout> layouts) {
             Index{layout, IndexPath(m_path, layout), HitTable(layout.columnCount), DayIndex()});
 }
 
-void Table::loadOrBuildIndexes() {
+int32_t Table::loadOrBuildIndexes() {
     TableStamp stamp;
     const bool stamped = m_file.stamp(stamp);
     std::vector<bool> rebuild(m_indexes.size(), true);
@@ -214,56 +219,85 @@ void Table::loadOrBuildIndexes() {
     }
     if (!agree)
         rebuild.assign(m_indexes.size(), true);
-    if (!live || !agree || std::find(rebuild.begin(), rebuild.end(), true) != rebuild.end()) {
-        buildIndexes(rebuild);
-        m_maxKey = std::max(m_maxKey, maxKey);
-    } else {
-        m_live = *live;
-        m_maxKey = maxKey;
-    }
+    // The highest key stays through a reload, so that keys this program handed out are not handed out
+    // again.
+    m_maxKey = std::max(m_maxKey, maxKey);
+    if (!live || !agree || std::find(rebuild.begin(), rebuild.end(), true) != rebuild.end())
+        return buildIndexes(rebuild);
+    m_live = *live;
+    return Ok;
 }
 
-void Table::buildIndexes(const std::vector<bool>& rebuild) {
-    m_file.prefault();
+int32_t Table::buildIndexes(const std::vector<bool>& rebuild) {
+    // One read of the records. The hits of a key are kept in order of column, then record: the first
+    // column's hits go in as the records come, those of the further columns of an index wait here (the
+    // record and its key, in record order) and go in after the read, each then at the end of its key's list.
+    struct Waiting {
+        size_t index;
+        int ordinal;
+        std::vector<char> keys; // each a length byte and the key's bytes
+        std::vector<uint32_t> records;
+    };
+    std::vector<Waiting> waiting;
+    std::vector<std::vector<DayIndex::Entry>> days(m_indexes.size());
     const uint32_t count = m_file.recordCount();
-    m_live = 0;
-    for (uint32_t r = 1; r <= count; ++r) {
-        const char* record = m_file.record(r);
-        if (const std::optional<int64_t> key = recordKey(record))
-            m_maxKey = std::max(m_maxKey, *key);
-        if (record[0] != DbfFile::Deleted)
-            ++m_live;
-    }
-    Key key;
     for (size_t i = 0; i < m_indexes.size(); ++i) {
         if (!rebuild[i])
             continue;
         m_indexesDirty = true;
         Index& index = m_indexes[i];
-        if (index.layout.kind == IndexKind::Days) {
-            std::vector<DayIndex::Entry> entries;
-            entries.reserve(m_live);
-            for (uint32_t r = 1; r <= count; ++r) {
-                const char* record = m_file.record(r);
-                if (record[0] == DbfFile::Deleted)
-                    continue;
-                if (const std::optional<int32_t> day = dayOf(index, record))
-                    entries.push_back({*day, r});
-            }
-            index.days.assign(std::move(entries));
+        if (index.layout.kind == IndexKind::Days)
             continue;
-        }
         index.hits.clear();
         index.hits.setRecords(count);
-        index.hits.reserveKeys(size_t(m_live) * index.layout.columnCount);
-        // Column by column, records in order: every hit then goes to the end of its key's list.
-        for (int ordinal = 0; ordinal < index.layout.columnCount; ++ordinal)
-            for (uint32_t r = 1; r <= count; ++r) {
-                const char* record = m_file.record(r);
-                if (record[0] != DbfFile::Deleted && keyOf(index, ordinal, record, key))
-                    index.hits.insert(key.view(), {r, uint32_t(ordinal)});
-            }
+        index.hits.reserveKeys(size_t(count) * index.layout.columnCount);
+        for (int ordinal = 1; ordinal < index.layout.columnCount; ++ordinal)
+            waiting.push_back({i, ordinal, {}, {}});
     }
+
+    m_live = 0;
+    Key key;
+    for (uint32_t r = 1; r <= count; ++r) {
+        const char* record = m_file.record(r, DbfFile::Reading::Forward);
+        if (record == nullptr)
+            return m_file.readError();
+        if (const std::optional<int64_t> held = recordKey(record))
+            m_maxKey = std::max(m_maxKey, *held);
+        if (record[0] == DbfFile::Deleted)
+            continue;
+        ++m_live;
+        for (size_t i = 0; i < m_indexes.size(); ++i) {
+            if (!rebuild[i])
+                continue;
+            Index& index = m_indexes[i];
+            if (index.layout.kind == IndexKind::Days) {
+                if (const std::optional<int32_t> day = dayOf(index, record))
+                    days[i].push_back({*day, r});
+            } else if (keyOf(index, 0, record, key)) {
+                index.hits.insert(key.view(), {r, 0});
+            }
+        }
+        for (Waiting& later : waiting) {
+            if (!keyOf(m_indexes[later.index], later.ordinal, record, key))
+                continue;
+            later.keys.push_back(static_cast<char>(key.size));
+            later.keys.insert(later.keys.end(), key.bytes.begin(), key.bytes.begin() + ptrdiff_t(key.size));
+            later.records.push_back(r);
+        }
+    }
+    for (size_t i = 0; i < m_indexes.size(); ++i)
+        if (rebuild[i] && m_indexes[i].layout.kind == IndexKind::Days)
+            m_indexes[i].days.assign(std::move(days[i]));
+    for (const Waiting& later : waiting) {
+        HitTable& hits = m_indexes[later.index].hits;
+        size_t at = 0;
+        for (const uint32_t r : later.records) {
+            const auto size = static_cast<unsigned char>(later.keys[at]);
+            hits.insert(std::string_view(later.keys.data() + at + 1, size), {r, uint32_t(later.ordinal)});
+            at += 1 + size;
+        }
+    }
+    return Ok;
 }
 
 std::optional<int64_t> Table::recordKey(const char* record) const {
@@ -309,7 +343,9 @@ bool Table::keyOf(const Index& index, int ordinal, const char* record, Key& key)
 
 int32_t Table::close(bool writeIndexes) {
     int32_t code = Ok;
-    if (writeIndexes && m_indexesDirty && m_file.fd() >= 0) {
+    // Indexes of a file that another program has changed since this program last read it do not describe
+    // it: they are not written, and the next open builds them.
+    if (writeIndexes && m_indexesDirty && m_file.isOpen() && m_file.unchanged()) {
         TableStamp stamp;
         if (!m_file.stamp(stamp)) {
             code = IndexWriteFailed;
@@ -326,55 +362,110 @@ int32_t Table::close(bool writeIndexes) {
     }
     m_file.close(); // unlocks only now, after the index files
     m_current = 0;
+    m_currentGone = false;
     m_dateAt.reset();
     return code;
 }
 
+uint32_t Table::liveCount() {
+    return refresh() == Ok ? m_live : 0;
+}
+
+int32_t Table::refresh() {
+    return m_file.unchanged() ? int32_t(Ok) : reload();
+}
+
+int32_t Table::reload() {
+    m_file.close();
+    int32_t code = m_file.open(m_path);
+    if (code == Ok && !m_file.matches(*m_schema))
+        code = WrongLayout;
+    if (code == Ok)
+        code = m_file.repair();
+    if (code == Ok)
+        code = loadOrBuildIndexes();
+    if (code != Ok) {
+        m_file.close();
+        return code;
+    }
+    // The next write of the session removes the index files and dates the header again. A walk goes on
+    // by record number; the buffer keeps what the program put into it.
+    m_writing = false;
+    m_currentGone = m_current > m_file.recordCount();
+    return Ok;
+}
+
+bool Table::candidate(uint32_t number, DbfFile::Reading reading) {
+    if (number > m_file.recordCount())
+        return false;
+    const char* record = m_file.record(number, reading);
+    return record == nullptr || record[0] != DbfFile::Deleted;
+}
+
 // ---- Positioning
 
-void Table::position(uint32_t number) {
+int32_t Table::position(uint32_t number) {
+    const char* record = m_file.record(number);
+    if (record == nullptr)
+        return m_file.readError();
     m_current = number;
-    std::memcpy(m_buffer.data(), m_file.record(number), m_buffer.size());
+    m_currentGone = false;
+    std::memcpy(m_buffer.data(), record, m_buffer.size());
+    return Ok;
 }
 
 int32_t Table::first() {
-    m_file.prefault();
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     const uint32_t count = m_file.recordCount();
-    for (uint32_t r = 1; r <= count; ++r)
-        if (!m_file.isDeleted(r)) {
-            position(r);
-            return Ok;
-        }
+    for (uint32_t r = 1; r <= count; ++r) {
+        const char* record = m_file.record(r, DbfFile::Reading::Forward);
+        if (record == nullptr)
+            return m_file.readError();
+        if (record[0] != DbfFile::Deleted)
+            return position(r);
+    }
     return EndOfFile;
 }
 
 int32_t Table::next() {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     const uint32_t count = m_file.recordCount();
-    for (uint32_t r = m_current + 1; r <= count; ++r)
-        if (!m_file.isDeleted(r)) {
-            position(r);
-            return Ok;
-        }
+    for (uint32_t r = m_current + 1; r <= count; ++r) {
+        const char* record = m_file.record(r, DbfFile::Reading::Forward);
+        if (record == nullptr)
+            return m_file.readError();
+        if (record[0] != DbfFile::Deleted)
+            return position(r);
+    }
     return EndOfFile;
 }
 
 int32_t Table::last() {
-    m_file.prefault();
-    for (uint32_t r = m_file.recordCount(); r >= 1; --r)
-        if (!m_file.isDeleted(r)) {
-            position(r);
-            return Ok;
-        }
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
+    for (uint32_t r = m_file.recordCount(); r >= 1; --r) {
+        const char* record = m_file.record(r, DbfFile::Reading::Backward);
+        if (record == nullptr)
+            return m_file.readError();
+        if (record[0] != DbfFile::Deleted)
+            return position(r);
+    }
     return EndOfFile;
 }
 
 int32_t Table::go(int64_t number) {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     if (number < 1 || number > int64_t(m_file.recordCount()))
         return BadRecordNumber;
-    if (m_file.isDeleted(uint32_t(number)))
+    const char* record = m_file.record(uint32_t(number));
+    if (record == nullptr)
+        return m_file.readError();
+    if (record[0] == DbfFile::Deleted)
         return RecordDeleted;
-    position(uint32_t(number));
-    return Ok;
+    return position(uint32_t(number));
 }
 
 // ---- Writing
@@ -394,6 +485,12 @@ int32_t Table::beginWrite() {
 
 void Table::reindex(uint32_t number, const char* before) {
     const char* after = m_file.record(number);
+    if (after == nullptr) {
+        // What the file holds there is not known: the table is opened anew, indexes and all, at the next
+        // operation.
+        m_file.forget();
+        return;
+    }
     const bool wasLive = before != nullptr && before[0] != DbfFile::Deleted;
     const bool isLive = after[0] != DbfFile::Deleted;
     m_live = m_live - (wasLive ? 1 : 0) + (isLive ? 1 : 0);
@@ -432,7 +529,10 @@ int32_t Table::replace(uint32_t number, const char* bytes) {
     int32_t code = beginWrite();
     if (code != Ok)
         return code;
-    const std::vector<char> before(m_file.record(number), m_file.record(number) + m_file.recordSize());
+    const char* was = m_file.record(number);
+    if (was == nullptr)
+        return m_file.readError();
+    const std::vector<char> before(was, was + m_file.recordSize());
     code = m_file.writeRecord(number, bytes);
     // Even a failed write may have changed the record: the indexes follow what the file holds.
     reindex(number, before.data());
@@ -451,30 +551,41 @@ int32_t Table::append(const char* bytes) {
 }
 
 int32_t Table::putRecord(int64_t number) {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     if (number < 1 || number > int64_t(m_file.recordCount()))
         return BadRecordNumber;
     const auto n = uint32_t(number);
-    if (m_file.isDeleted(n))
+    const char* record = m_file.record(n);
+    if (record == nullptr)
+        return m_file.readError();
+    if (record[0] == DbfFile::Deleted)
         return RecordDeleted;
     m_buffer[0] = DbfFile::Live;
     const int32_t code = replace(n, m_buffer.data());
-    if (code == Ok)
-        position(n);
-    return code;
+    return code == Ok ? position(n) : code;
 }
 
 int32_t Table::deleteCurrent() {
+    if (int32_t code = refresh(); code != Ok)
+        return code;
+    if (m_currentGone)
+        return Shrunk;
     if (m_current == 0)
         return NoCurrentRecord;
-    if (m_file.isDeleted(m_current))
+    const char* record = m_file.record(m_current);
+    if (record == nullptr)
+        return m_file.readError();
+    if (record[0] == DbfFile::Deleted)
         return RecordDeleted;
+    const std::vector<char> before(record, record + m_file.recordSize());
     int32_t code = beginWrite();
     if (code != Ok)
         return code;
-    const std::vector<char> before(m_file.record(m_current), m_file.record(m_current) + m_file.recordSize());
     code = m_file.writeFlag(m_current, DbfFile::Deleted);
     reindex(m_current, before.data());
-    m_buffer[0] = m_file.record(m_current)[0];
+    if (const char* now = m_file.record(m_current))
+        m_buffer[0] = now[0];
     return code;
 }
 
@@ -562,32 +673,39 @@ int32_t Table::recordFromBlock(const char* block, std::vector<char>& record) con
 }
 
 int32_t Table::appendBlock(const char* block) {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     std::vector<char> record;
     int32_t code = recordFromBlock(block, record);
     if (code == Ok)
         code = append(record.data());
-    if (code == Ok)
-        position(m_file.recordCount());
-    return code;
+    return code == Ok ? position(m_file.recordCount()) : code;
 }
 
 int32_t Table::updateBlock(const char* block) {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
+    if (m_currentGone)
+        return Shrunk;
     if (m_current == 0)
         return NoCurrentRecord;
-    if (m_file.isDeleted(m_current))
+    const char* current = m_file.record(m_current);
+    if (current == nullptr)
+        return m_file.readError();
+    if (current[0] == DbfFile::Deleted)
         return RecordDeleted;
     std::vector<char> record;
     int32_t code = recordFromBlock(block, record);
     if (code == Ok)
         code = replace(m_current, record.data());
-    if (code == Ok)
-        position(m_current);
-    return code;
+    return code == Ok ? position(m_current) : code;
 }
 
 int32_t Table::putBlock(char* block) {
     if (m_schema->keyColumn < 0)
         return appendBlock(block);
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     std::vector<char> record;
     const int32_t converted = recordFromBlock(block, record);
     if (converted != Ok)
@@ -607,46 +725,49 @@ int32_t Table::putBlock(char* block) {
     const int32_t code = existing ? replace(*existing, record.data()) : append(record.data());
     if (code != Ok)
         return code;
-    position(existing ? *existing : m_file.recordCount());
     if (newKey)
         std::memcpy(block + keyColumn.blockOffset, &value, sizeof value);
-    return Ok;
+    return position(existing ? *existing : m_file.recordCount());
 }
 
 // ---- Searches
 
-std::optional<uint32_t> Table::findByKey(int64_t key) const {
+std::optional<uint32_t> Table::findByKey(int64_t key) {
     for (const Index& index : m_indexes) {
         if (index.layout.kind != IndexKind::RecordKey)
             continue;
         const std::string_view bytes(reinterpret_cast<const char*>(&key), sizeof key);
-        const uint32_t count = m_file.recordCount();
         const std::optional<HitTable::Hit> hit =
-            index.hits.first(bytes, [&](uint32_t r) { return r <= count && !m_file.isDeleted(r); });
+            index.hits.first(bytes, [&](uint32_t r) { return candidate(r); });
         if (hit)
             return hit->record;
         return std::nullopt;
     }
-    // A table without key index: a walk.
+    // A table without key index: a walk. A record that cannot be read ends it: positioning on it says why.
     const uint32_t count = m_file.recordCount();
-    for (uint32_t r = 1; r <= count; ++r)
-        if (!m_file.isDeleted(r) && recordKey(m_file.record(r)) == key)
+    for (uint32_t r = 1; r <= count; ++r) {
+        const char* record = m_file.record(r, DbfFile::Reading::Forward);
+        if (record == nullptr || (record[0] != DbfFile::Deleted && recordKey(record) == key))
             return r;
+    }
     return std::nullopt;
 }
 
 int32_t Table::findKey(double value) {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     int64_t key = 0;
     if (!wholeKey(value, key))
         return NotFound;
     const std::optional<uint32_t> record = findByKey(key);
     if (!record)
         return NotFound;
-    position(*record);
-    return Ok;
+    return position(*record);
 }
 
 int32_t Table::findNumber(const QString& text) {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     const QByteArray bytes = ToWindows1252(cutAtZero(text));
     qsizetype size = bytes.size();
     while (size > 0 && bytes[size - 1] == ' ')
@@ -658,7 +779,6 @@ int32_t Table::findNumber(const QString& text) {
 
     bool indexed = false;
     std::optional<std::pair<int, uint32_t>> best; // column, record
-    const uint32_t count = m_file.recordCount();
     for (const Index& index : m_indexes) {
         if (index.layout.kind != IndexKind::Numbers)
             continue;
@@ -666,7 +786,7 @@ int32_t Table::findNumber(const QString& text) {
         if (key.size == 0)
             continue;
         const std::optional<HitTable::Hit> hit =
-            index.hits.first(key.view(), [&](uint32_t r) { return r <= count && !m_file.isDeleted(r); });
+            index.hits.first(key.view(), [&](uint32_t r) { return candidate(r); });
         if (!hit)
             continue;
         const std::pair<int, uint32_t> found{index.layout.columns[hit->column], hit->record};
@@ -677,11 +797,12 @@ int32_t Table::findNumber(const QString& text) {
         return NotIndexed;
     if (!best)
         return NotFound;
-    position(best->second);
-    return Ok;
+    return position(best->second);
 }
 
 int32_t Table::find(const QString& text, int column, int flags) {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     const bool allColumns = (flags & AllColumns) != 0;
     if (!allColumns && (column < 0 || column >= fieldCount()))
         return BadColumn;
@@ -715,33 +836,36 @@ int32_t Table::find(const QString& text, int column, int flags) {
         return false;
     };
 
-    m_file.prefault();
     const uint32_t count = m_file.recordCount();
     for (uint32_t r = (flags & FromFirst) != 0 ? 1 : m_current + 1; r <= count; ++r) {
-        const char* record = m_file.record(r);
+        const char* record = m_file.record(r, DbfFile::Reading::Forward);
+        if (record == nullptr)
+            return m_file.readError();
         if (record[0] == DbfFile::Deleted)
             continue;
         bool found = false;
         if (allColumns) {
-            for (int c = 0; c < fieldCount() && !found; ++c)
-                found = matches(record, c);
+            for (size_t i = 0; i < m_textColumns.size() && !found; ++i)
+                found = matches(record, m_textColumns[i]);
         } else {
             found = matches(record, column);
         }
-        if (found) {
-            position(r);
-            return Ok;
-        }
+        if (found)
+            return position(r);
     }
     return NotFound;
 }
 
 int32_t Table::findDate(double from, double to) {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     m_dateAt.reset();
     return positionOnDay(std::nullopt, from, to);
 }
 
 int32_t Table::findNextDate(double from, double to) {
+    if (const int32_t code = refresh(); code != Ok)
+        return code;
     if (!m_dateAt)
         return NotFound;
     return positionOnDay(m_dateAt, from, to);
@@ -752,14 +876,12 @@ int32_t Table::positionOnDay(std::optional<DayIndex::Entry> after, double from, 
         if (index.layout.kind != IndexKind::Days)
             continue;
         // The pairs come from the index alone; only the record found is read.
-        const uint32_t count = m_file.recordCount();
-        const std::optional<DayIndex::Entry> found =
-            index.days.next(from, to, after, [&](uint32_t r) { return r <= count && !m_file.isDeleted(r); });
+        const std::optional<DayIndex::Entry> found = index.days.next(
+            from, to, after, [&](uint32_t r) { return candidate(r, DbfFile::Reading::Forward); });
         if (!found)
             return NotFound;
         m_dateAt = *found;
-        position(found->record);
-        return Ok;
+        return position(found->record);
     }
     return NotIndexed;
 }
@@ -879,12 +1001,14 @@ int32_t Table::Pack(const QString& path) {
         }
         chunk.clear();
     };
-    old->m_file.prefault();
     const uint32_t count = old->m_file.recordCount();
     for (uint32_t r = 1; r <= count && ok; ++r) {
-        if (old->m_file.isDeleted(r))
+        const char* record = old->m_file.record(r, DbfFile::Reading::Forward);
+        if (record == nullptr)
+            return fail(old->m_file.readError());
+        if (record[0] == DbfFile::Deleted)
             continue;
-        chunk.append(old->m_file.record(r), old->m_file.recordSize());
+        chunk.append(record, old->m_file.recordSize());
         if (chunk.size() >= (1 << 20))
             flush();
     }
@@ -898,12 +1022,12 @@ int32_t Table::Pack(const QString& path) {
     // The new table, with its indexes built anew; the highest key stays, so that keys of records that
     // are gone are not handed out again.
     std::unique_ptr<Table> fresh(new Table(path));
-    code = fresh->m_file.adopt(fd);
+    code = fresh->m_file.adopt(fd, path);
     if (code == Ok)
         code = fresh->m_file.matches(*old->m_schema) ? Ok : WrongLayout;
     if (code == Ok) {
         fresh->setSchema(*old->m_schema);
-        code = fresh->m_file.repairAndMap();
+        code = fresh->m_file.repair();
     }
     if (code != Ok) {
         fresh->m_file.close();
@@ -912,7 +1036,12 @@ int32_t Table::Pack(const QString& path) {
     }
     fresh->setIndexes(std::move(layouts));
     fresh->m_maxKey = old->m_maxKey;
-    fresh->buildIndexes(std::vector<bool>(fresh->m_indexes.size(), true));
+    code = fresh->buildIndexes(std::vector<bool>(fresh->m_indexes.size(), true));
+    if (code != Ok) {
+        fresh->close(false);
+        old->close(false);
+        return code;
+    }
     code = fresh->close();
     old->close(false);
     return code;

@@ -37,7 +37,8 @@ public:
     int32_t close(bool writeIndexes = true);
 
     int32_t type() const { return m_schema->type; }
-    uint32_t liveCount() const { return m_live; }
+    // The count of live records; 0 when the table cannot be read.
+    uint32_t liveCount();
     int fieldCount() const { return int(m_schema->columns.size()); }
     uint32_t current() const { return m_current; }
 
@@ -85,10 +86,19 @@ private:
                           std::unique_ptr<Table>& out);
     void setSchema(const Schema& schema);
     void setIndexes(std::vector<IndexLayout> layouts);
-    void loadOrBuildIndexes();
+    int32_t loadOrBuildIndexes();
     // Builds the indexes marked in `rebuild` from the records, and the count of live records and the
     // highest key.
-    void buildIndexes(const std::vector<bool>& rebuild);
+    int32_t buildIndexes(const std::vector<bool>& rebuild);
+    // Before every operation that reads or writes the file: a table that another program has written,
+    // shortened or replaced since this program last touched it is opened anew (reload), with its indexes
+    // read or rebuilt. A reload that fails leaves the table closed and fails the operation with its code;
+    // the next operation tries again.
+    int32_t refresh();
+    int32_t reload();
+    // Whether a search may stop at record `number`: it is live, or it cannot be read, and positioning on
+    // it then says why. A walk by an index reads ahead, a lookup only the record.
+    bool candidate(uint32_t number, DbfFile::Reading reading = DbfFile::Reading::One);
 
     const char* field(const char* record, int column) const { return record + m_offsets[size_t(column)]; }
     std::optional<int64_t> recordKey(const char* record) const;
@@ -101,7 +111,8 @@ private:
     int32_t recordFromBlock(const char* block, std::vector<char>& record) const;
     int32_t positionOnDay(std::optional<DayIndex::Entry> after, double from, double to);
 
-    void position(uint32_t number);
+    // Makes the record the current one and reads it into the buffer.
+    int32_t position(uint32_t number);
     // Removes the index files and dates the header, before the first write of a session: a process that
     // is killed from here on leaves no index file that looks right.
     int32_t beginWrite();
@@ -110,16 +121,23 @@ private:
     // Brings the indexes, the live count and the highest key from the record as it was (`before`, null
     // for a new one) to the record as it is in the file now.
     void reindex(uint32_t number, const char* before);
-    std::optional<uint32_t> findByKey(int64_t key) const;
+    std::optional<uint32_t> findByKey(int64_t key);
 
     QString m_path;
     DbfFile m_file;
     const Schema* m_schema = nullptr;
     std::vector<int> m_offsets; // of the columns in a record, after the flag byte
+    // The columns that hold text of the record block: what a search of every column reads. A book's
+    // nine entry fields; not its key, its flag or its reserved columns, which hold digits, "T" or "N"
+    // and blanks that every record has.
+    std::vector<int> m_textColumns;
     std::vector<Index> m_indexes;
     std::array<unsigned char, 256> m_fold{};
 
     uint32_t m_current = 0;
+    // The current record is gone from a table that another program shortened: operations on it fail with
+    // Shrunk, and a walk ends.
+    bool m_currentGone = false;
     std::vector<char> m_buffer;
     uint32_t m_live = 0;
     int64_t m_maxKey = 0;                    // the highest record key this table has held

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QHash>
 #include <QLocale>
 #include <QRandomGenerator>
 #include <QtEndian>
@@ -12,6 +13,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -211,7 +214,7 @@ TEST(CallLogTexts, StatusTextsAndColumns) {
 // ---- The external records
 
 QByteArray externRecord(int year, int month, int day, int hour, int minute, const char* partner,
-                        int charge = 0, char skip = 0) {
+                        int charge = 0, char skip = 0, int16_t state = 144, int16_t direction = 1) {
     QByteArray r(88, '\0');
     char* p = r.data();
     qToLittleEndian<qint32>(charge, p + 4);
@@ -219,8 +222,8 @@ QByteArray externRecord(int year, int month, int day, int hour, int minute, cons
                               int16_t(minute),      int16_t(7),     int16_t(95)};
     for (int i = 0; i < 7; ++i)
         qToLittleEndian<qint16>(fields[i], p + 8 + 2 * i);
-    qToLittleEndian<qint16>(144, p + 24);
-    qToLittleEndian<qint16>(1, p + 26);
+    qToLittleEndian<qint16>(state, p + 24);
+    qToLittleEndian<qint16>(direction, p + 26);
     std::memcpy(p + 30, "5551", 4);
     std::memcpy(p + 46, partner, std::strlen(partner));
     p[87] = skip;
@@ -274,6 +277,166 @@ TEST(CallLogImport, GoodRecordsAreTakenOverAndTheRestPassedOver) {
         EXPECT_TRUE(start.isValid() && start.date().year() >= 1990) << i;
     }
     EXPECT_FALSE(QFile::exists(path)) << "the earlier .old is replaced";
+}
+
+QStringList partners(Log& t) {
+    QStringList numbers;
+    for (const EZGRecord& record : t.CallLogRecords())
+        numbers << record.PartnerRufnummer;
+    return numbers;
+}
+
+TEST(CallLogImport, ARecordThatFitsNoColumnIsPassedOverAndTheImportFinishes) {
+    Log t;
+    const QString path = t.log().ExternPath();
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(externRecord(2001, 2, 3, 4, 5, "header, never a call"));
+    file.write(externRecord(2001, 2, 3, 4, 5, "0301"));
+    file.write(externRecord(2001, 2, 3, 4, 6, "0302", 0, 0, 144, 1000)); // RICHTUNG has 3 digits
+    file.write(externRecord(2001, 2, 3, 4, 7, "0303"));
+    file.write(externRecord(2001, 2, 3, 4, 8, "0304", 0, 0, -10000));              // STATUS has 5 places
+    file.write(externRecord(2001, 2, 3, 4, 9, "0305", 1000000000));                // 10,000,000.00
+    file.write(externRecord(2001, 2, 3, 4, 10, "0306", 999999999, 0, -9999, 999)); // the most that fits
+    file.close();
+    t.log().SEZGImportExtern();
+
+    const QStringList taken{S("0301"), S("0303"), S("0306")};
+    EXPECT_EQ(partners(t), taken);
+    EXPECT_FALSE(QFile::exists(path));
+    EXPECT_TRUE(QFile::exists(path + S(".old")));
+    const QStringList errors = t.logLines(S("error.log"));
+    for (const int record : {3, 5, 6})
+        EXPECT_EQ(errors.filter(S("record %1 of").arg(record)).filter(S("passed over")).size(), 1)
+            << record << " " << errors.join(u'\n').toStdString();
+
+    // The next start finds nothing to take over.
+    t.log().SEZGDBClose();
+    t.log().SEZGDBOpen();
+    EXPECT_EQ(partners(t), taken);
+}
+
+// A file of external records: a first record that is no call, then `calls` calls, each from a number of
+// its own.
+QByteArray externCalls(int calls) {
+    QByteArray bytes = externRecord(2001, 2, 3, 4, 5, "header, never a call");
+    for (int i = 0; i < calls; ++i)
+        bytes += externRecord(2001 + i / 5000, 1 + i % 12, 1 + i % 28, i % 24, i % 60,
+                              QByteArray::number(3000000 + i).constData(), i);
+    return bytes;
+}
+
+// Every call of externCalls(calls) is in the log exactly once.
+void expectEachCallOnce(Log& t, int calls) {
+    QHash<QString, int> seen;
+    for (const QString& number : partners(t))
+        ++seen[number];
+    EXPECT_EQ(seen.size(), calls);
+    int twice = 0;
+    for (int i = 0; i < calls; ++i) {
+        const int times = seen.value(QString::number(3000000 + i));
+        twice += times > 1 ? 1 : 0;
+        if (times != 1 && twice < 5)
+            ADD_FAILURE() << "call " << i << " is in the log " << times << " times";
+    }
+    EXPECT_EQ(twice, 0);
+}
+
+qint64 fileSize(const QString& path) {
+    struct stat info {};
+    return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? qint64(info.st_size) : 0;
+}
+
+// The record size and the record count of the log's header.
+qint64 logRecordSize(const QString& log) {
+    QFile file(log);
+    const QByteArray header = file.open(QIODevice::ReadOnly) ? file.read(12) : QByteArray();
+    return header.size() == 12 ? qFromLittleEndian<quint16>(header.constData() + 10) : 0;
+}
+qint64 logRecordCount(const QString& log) {
+    QFile file(log);
+    const QByteArray header = file.open(QIODevice::ReadOnly) ? file.read(8) : QByteArray();
+    return header.size() == 8 ? qFromLittleEndian<quint32>(header.constData() + 4) : -1;
+}
+
+TEST(CallLogImport, AnImportKilledAtAnyMomentTakesEachRecordOnceAtTheNextStarts) {
+    constexpr int kCalls = 3000;
+    Log t;
+    const QString path = t.log().ExternPath();
+    const QString log = t.log().LogPath();
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(externCalls(kCalls));
+    file.close();
+    const qint64 recordSize = logRecordSize(log);
+    ASSERT_GT(recordSize, 0);
+    t.log().SEZGDBClose();
+
+    // Each start is a child that is killed once the log has grown by a few records more, until one
+    // finishes.
+    int kills = 0;
+    for (int start = 0; start < 200 && QFile::exists(path); ++start) {
+        const qint64 target = fileSize(log) + (1 + (start * 89) % 400) * recordSize;
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            t.log().SEZGDBOpen();
+            ::_exit(0);
+        }
+        int status = 0;
+        while (::waitpid(child, &status, WNOHANG) == 0) {
+            if (fileSize(log) >= target) {
+                ::kill(child, SIGKILL);
+                ASSERT_EQ(::waitpid(child, &status, 0), child);
+                break;
+            }
+        }
+        if (WIFSIGNALED(status))
+            ++kills;
+        else
+            ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    }
+    EXPECT_GE(kills, 3) << "the import was cut off in the middle, more than once";
+    EXPECT_FALSE(QFile::exists(path)) << "one start finished the import";
+    t.log().SEZGDBOpen();
+    expectEachCallOnce(t, kCalls);
+}
+
+TEST(CallLogImport, AnImportStoppedByAFullDiskGoesOnWhereItStoppedAtTheNextStart) {
+    constexpr int kCalls = 400;
+    Log t;
+    const QString path = t.log().ExternPath();
+    const QString log = t.log().LogPath();
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(externCalls(kCalls));
+    file.close();
+    const qint64 recordSize = logRecordSize(log);
+    ASSERT_GT(recordSize, 0);
+    t.log().SEZGDBClose();
+
+    // A start whose log cannot grow by more than 150 records: the file size limit of the process, with its
+    // signal ignored, fails the writes as a full disk does.
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const rlim_t limit = rlim_t(fileSize(log) + 150 * recordSize + recordSize / 2);
+        const rlimit full{limit, limit};
+        ::signal(SIGXFSZ, SIG_IGN);
+        if (::setrlimit(RLIMIT_FSIZE, &full) != 0)
+            ::_exit(2);
+        t.log().SEZGDBOpen();
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_TRUE(QFile::exists(path)) << "kept for the next start";
+    EXPECT_EQ(logRecordCount(log), 150) << "the log as far as it could grow";
+
+    t.log().SEZGDBOpen();
+    expectEachCallOnce(t, kCalls);
+    EXPECT_FALSE(QFile::exists(path));
 }
 
 TEST(CallLogOpen, ALogThatCannotBeOpenedLeavesTheProgramWithoutLog) {

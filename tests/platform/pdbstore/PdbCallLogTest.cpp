@@ -131,6 +131,15 @@ TEST_F(PdbCallLogTest, ANumericFieldOfASignAloneReadsAsZero) {
     EXPECT_EQ(logBlock(), expected);
 }
 
+TEST_F(PdbCallLogTest, TheAllColumnsSearchReadsTheTextColumns) {
+    ASSERT_EQ(m_store.PDB_PutRecordEZG(m_handle, callBlock(46349.5, u"0891234567"_s).data()), pdb::Ok);
+    for (const QString& text : {u"01019"_s, u"1234"_s, u"4711"_s, u"14:03"_s})
+        EXPECT_EQ(m_store.PDB_Find(m_handle, text, 0, 9), pdb::Ok) << text.toStdString();
+    // Numbers are no text: the day, the duration 95, the state 255.
+    for (const QString& text : {u"46349"_s, u"95"_s, u"255"_s})
+        EXPECT_EQ(m_store.PDB_Find(m_handle, text, 0, 9), pdb::NotFound) << text.toStdString();
+}
+
 TEST_F(PdbCallLogTest, AWalkGoesOnAcrossWritesAndDeletes) {
     addCalls();
     ASSERT_EQ(m_store.PDB_FindDateEZG(m_handle, 46348, 46351), pdb::Ok);

@@ -166,6 +166,29 @@ TEST_F(PdbRecordTest, TheFieldSearchByItsFlags) {
     EXPECT_EQ(findNumber(u"999"_s), u"Bleibt"_s) << "the number of a deleted record no longer counts";
 }
 
+TEST_F(PdbRecordTest, TheAllColumnsSearchReadsTheNineFieldsOfAnEntryOnly) {
+    // The key ("1", "4711"), the flag ("N" or "T") and the reserved blanks hold nothing to find.
+    put(Named(u"Rolf"_s, u"222"_s));
+    put(Named(u"Uwe"_s, u"333"_s, {}, {}, 4711));
+    Entry changed = Named(u"Ida"_s);
+    changed.changed = true;
+    put(changed);
+    for (const QString& text : {u"n"_s, u"T"_s, u"4711"_s, u"1"_s})
+        EXPECT_EQ(m_store.PDB_Find(m_handle, text, 0, 9), pdb::NotFound) << text.toStdString();
+
+    // Each of the nine fields is searched, anywhere in it and at its head.
+    for (const TextField& field : kTextFields) {
+        Entry entry;
+        entry.*field.member = u"n-%1"_s.arg(QLatin1String(field.column));
+        const double key = put(entry);
+        ASSERT_EQ(m_store.PDB_Find(m_handle, u"N-"_s + QLatin1String(field.column), 0, 9), pdb::Ok)
+            << field.column;
+        EXPECT_EQ(current().key, key) << field.column;
+        ASSERT_EQ(m_store.PDB_Find(m_handle, u"n-"_s, 0, 15), pdb::Ok) << field.column;
+        EXPECT_EQ(m_store.PDB_GetCurRecNo(m_handle), 4) << "the first entry with a text of its own";
+    }
+}
+
 class PdbNumberSearchTest : public TableFixture, public ::testing::WithParamInterface<int32_t> {};
 
 TEST_P(PdbNumberSearchTest, TheFirstColumnWinsThenTheLowerRecord) {
@@ -275,7 +298,7 @@ TEST(PdbStoreCodes, TheCodesOfTheOperationsAndTheIndexFilesOfEachKind) {
 
     QString text;
     QStringList texts;
-    for (int32_t code = pdb::NotInitialised; code <= pdb::IndexWriteFailed; ++code) {
+    for (int32_t code = pdb::NotInitialised; code <= pdb::Shrunk; ++code) {
         EXPECT_EQ(store.PDB_TranslateError(code, text), pdb::Ok);
         EXPECT_TRUE(!text.startsWith(u"Unknown"_s) && text.size() <= 200 && !texts.contains(text)) << code;
         texts << text;

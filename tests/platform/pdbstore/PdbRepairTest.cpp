@@ -4,13 +4,16 @@
 
 #include "tests/platform/pdbstore/PdbTestSupport.h"
 
+#include <QDir>
 #include <QFile>
 
+#include <csignal>
 #include <cstring>
 #include <random>
 #include <vector>
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -201,6 +204,40 @@ TEST_F(PdbRepairTest, EachKindOfDamageHasItsCodeAndLeavesTheFileAsItIs) {
                            "t.open(dbf.READ_WRITE)\nt.append(('x', 'y'))\nt.close()\n"_s;
     if (RunPython(u"dbf"_s, script, {m_path}, output) == Python::Ran)
         expectRefused(ReadFile(m_path), pdb::WrongLayout, "a dBase table of two other columns");
+}
+
+TEST_F(PdbRepairTest, AProcessKilledWhileItCreatesATableLeavesNothingInTheWay) {
+    // The child dies at its first byte written (the file size limit's signal), that is between the making
+    // of the file and the writing of its header.
+    for (const int32_t type : {pdb::DiskBook, pdb::CallLog}) {
+        SCOPED_TRACE(type);
+        const QString table = path(u"new%1.dbf"_s.arg(type));
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const rlimit none{0, 0};
+            ::signal(SIGXFSZ, SIG_DFL);
+            pdb::PdbStore store;
+            if (::setrlimit(RLIMIT_CORE, &none) != 0 || ::setrlimit(RLIMIT_FSIZE, &none) != 0 ||
+                store.PDB_Init() != pdb::Ok)
+                ::_exit(2);
+            store.PDB_Create(table, 1, type);
+            ::_exit(3);
+        }
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << "status " << status;
+
+        // The next start: the open finds nothing, the create and the open succeed.
+        int32_t handle = 0;
+        EXPECT_EQ(m_store.PDB_Open(handle, table, type), pdb::FileNotFound);
+        ASSERT_EQ(m_store.PDB_Create(table, 1, type), pdb::Ok);
+        ASSERT_EQ(m_store.PDB_Open(handle, table, type), pdb::Ok);
+        EXPECT_EQ(m_store.PDB_GetNumRecords(handle), 0);
+        EXPECT_EQ(m_store.PDB_Close(handle), pdb::Ok);
+        const QStringList left = QDir(m_dir.path()).entryList({u"new%1*"_s.arg(type)}, QDir::Files);
+        EXPECT_EQ(left.join(u' '),
+                  type == pdb::CallLog ? u"new2.dbf new2i0.ndx"_s : u"new4.dbf new4i0.ndx new4i1.nde"_s);
+    }
 }
 
 TEST_F(PdbRepairTest, AnOpenTableIsLockedAgainstOtherPrograms) {
