@@ -359,18 +359,26 @@ qint64 logRecordCount(const QString& log) {
     return header.size() == 8 ? qFromLittleEndian<quint32>(header.constData() + 4) : -1;
 }
 
+// Puts `calls` records of the old Windows program beside the log of `t` and closes the log; returns the
+// size of one log record, 0 when the log is not there.
+qint64 prepareImport(Log& t, int calls) {
+    QFile file(t.log().ExternPath());
+    if (!file.open(QIODevice::WriteOnly))
+        return 0;
+    file.write(externCalls(calls));
+    file.close();
+    const qint64 recordSize = logRecordSize(t.log().LogPath());
+    t.log().SEZGDBClose();
+    return recordSize;
+}
+
 TEST(CallLogImport, AnImportKilledAtAnyMomentTakesEachRecordOnceAtTheNextStarts) {
     constexpr int kCalls = 3000;
     Log t;
     const QString path = t.log().ExternPath();
     const QString log = t.log().LogPath();
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(externCalls(kCalls));
-    file.close();
-    const qint64 recordSize = logRecordSize(log);
+    const qint64 recordSize = prepareImport(t, kCalls);
     ASSERT_GT(recordSize, 0);
-    t.log().SEZGDBClose();
 
     // Each start is a child that is killed once the log has grown by a few records more, until one
     // finishes.
@@ -407,13 +415,8 @@ TEST(CallLogImport, AnImportStoppedByAFullDiskGoesOnWhereItStoppedAtTheNextStart
     Log t;
     const QString path = t.log().ExternPath();
     const QString log = t.log().LogPath();
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(externCalls(kCalls));
-    file.close();
-    const qint64 recordSize = logRecordSize(log);
+    const qint64 recordSize = prepareImport(t, kCalls);
     ASSERT_GT(recordSize, 0);
-    t.log().SEZGDBClose();
 
     // A start whose log cannot grow by more than 150 records: the file size limit of the process, with its
     // signal ignored, fails the writes as a full disk does.
