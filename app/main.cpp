@@ -14,6 +14,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QIcon>
 
 #include <cstdio>
 
@@ -48,7 +49,9 @@ int main(int argc, char* argv[]) {
                                             .arg(MORVA_VERSION_MAJOR)
                                             .arg(MORVA_VERSION_MINOR)
                                             .arg(MORVA_VERSION_PATCH));
-    QApplication::setDesktopFileName(QStringLiteral("morva"));
+    // The desktop file and the icon installed with the program carry this name.
+    QApplication::setDesktopFileName(QStringLiteral("org.morva.Morva"));
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("org.morva.Morva")));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Morva, the ISDN telephony companion."));
@@ -56,8 +59,8 @@ int main(int argc, char* argv[]) {
     parser.addVersionOption();
     const QCommandLineOption dataDirOption(
         QStringLiteral("data-dir"),
-        QStringLiteral("Start in DIR, the folder of the data files; created "
-                       "if missing. Default: the current folder."),
+        QStringLiteral("Start in DIR, the folder of the data files; created if missing. Default: Morva in "
+                       "$XDG_DATA_HOME, ~/.local/share/Morva when that is not set."),
         QStringLiteral("DIR"));
     const QCommandLineOption lineOption(
         QStringLiteral("line"),
@@ -80,12 +83,11 @@ int main(int argc, char* argv[]) {
     parser.addOption(waitOption);
     parser.process(app);
 
-    if (parser.isSet(dataDirOption)) {
-        const QString dir = parser.value(dataDirOption);
-        if (!QDir().mkpath(dir) || !QDir::setCurrent(dir)) {
-            std::fprintf(stderr, "morva: cannot use the data folder %s\n", qPrintable(dir));
-            return 2;
-        }
+    // The data folder is also the working folder: the program's files are found relative to it.
+    const QString dir = parser.isSet(dataDirOption) ? parser.value(dataDirOption) : Program::DefaultDataDir();
+    if (!QDir().mkpath(dir) || !QDir::setCurrent(dir)) {
+        std::fprintf(stderr, "morva: cannot use the data folder %s\n", qPrintable(dir));
+        return 2;
     }
     const QString lineKind = parser.value(lineOption);
     if (lineKind != QLatin1String("capi") && lineKind != QLatin1String("standin")) {

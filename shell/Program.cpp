@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QStandardPaths>
 
 Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir)
     : m_dataDir(dataDir), m_registry(m_profiles, RegistryPath(dataDir)), m_logs(clock, m_settings, dataDir),
@@ -64,6 +65,11 @@ bool Program::saveSettings() {
                                               .arg(MORVA_VERSION_MAJOR)
                                               .arg(MORVA_VERSION_MINOR)
                                               .arg(MORVA_VERSION_PATCH));
+}
+
+QString Program::DefaultDataDir() {
+    return QDir(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation))
+        .filePath(QStringLiteral("Morva"));
 }
 
 QString Program::RegistryPath(const QString& dataDir) {

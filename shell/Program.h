@@ -48,6 +48,9 @@ public:
     QString fatalMessage() const { return m_cti.fatalMessage(); }
     // Whether channel 0 is registered with the line library (the status bar's line state).
     bool lineRegistered() const;
+    // The data folder when none is given: "Morva" in the user's data folder ($XDG_DATA_HOME, by default
+    // ~/.local/share), so that every start finds the same books and log wherever it is started from.
+    static QString DefaultDataDir();
     // The program's settings file in a data folder, and the file of the values once kept in the registry.
     static QString IniPath(const QString& dataDir);
     static QString RegistryPath(const QString& dataDir);
