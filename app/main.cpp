@@ -14,18 +14,44 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
-#include <QMessageBox>
+#include <QIcon>
 
 #include <cstdio>
 
+namespace {
+
+// The CAPI server as the notice of a start that waits for the line names it: without words, so that it
+// reads in every language.
+QString ServerName(const CapiServer& server) {
+    if (server.driver.isEmpty())
+        return QStringLiteral("(~/.capi20rc, /etc/capi20.conf)");
+    if (server.host.isEmpty())
+        return QStringLiteral("(%1)").arg(QString::fromLatin1(server.driver));
+    QString name = QString::fromLatin1(server.host);
+    if (server.port > 0)
+        name += QStringLiteral(":%1").arg(server.port);
+    return name + QStringLiteral(" (%1)").arg(QString::fromLatin1(server.driver));
+}
+
+} // namespace
+
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
+    // SIGTERM and SIGINT are taken from here on, so that one during the start is not the end of the
+    // process: it is kept, and the orderly stop runs once the start has finished.
+    TerminationSignals signals_;
+    bool stopBeforeWindows = false;
+    QMetaObject::Connection earlyStop =
+        QObject::connect(&signals_, &TerminationSignals::terminationRequested, &app,
+                         [&stopBeforeWindows] { stopBeforeWindows = true; });
     QApplication::setApplicationName(QStringLiteral("Morva"));
     QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
                                             .arg(MORVA_VERSION_MAJOR)
                                             .arg(MORVA_VERSION_MINOR)
                                             .arg(MORVA_VERSION_PATCH));
-    QApplication::setDesktopFileName(QStringLiteral("morva"));
+    // The desktop file and the icon installed with the program carry this name.
+    QApplication::setDesktopFileName(QStringLiteral("org.morva.Morva"));
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("org.morva.Morva")));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Morva, the ISDN telephony companion."));
@@ -33,8 +59,8 @@ int main(int argc, char* argv[]) {
     parser.addVersionOption();
     const QCommandLineOption dataDirOption(
         QStringLiteral("data-dir"),
-        QStringLiteral("Start in DIR, the folder of the data files; created "
-                       "if missing. Default: the current folder."),
+        QStringLiteral("Start in DIR, the folder of the data files; created if missing. Default: Morva in "
+                       "$XDG_DATA_HOME, ~/.local/share/Morva when that is not set."),
         QStringLiteral("DIR"));
     const QCommandLineOption lineOption(
         QStringLiteral("line"),
@@ -46,17 +72,22 @@ int main(int argc, char* argv[]) {
         QStringLiteral("The CAPI server for this start, instead of section [ISDN] of Morva.ini: "
                        "DRIVER[:HOST[:PORT]], e.g. fritzbox:192.168.178.1:5031."),
         QStringLiteral("SERVER"));
+    const QCommandLineOption waitOption(
+        QStringLiteral("wait-for-line"),
+        QStringLiteral("When no CAPI server answers, wait for it with a notice, trying again every few "
+                       "seconds, instead of asking (for an autostart at login, while the router may still "
+                       "be starting up)."));
     parser.addOption(dataDirOption);
     parser.addOption(lineOption);
     parser.addOption(capiOption);
+    parser.addOption(waitOption);
     parser.process(app);
 
-    if (parser.isSet(dataDirOption)) {
-        const QString dir = parser.value(dataDirOption);
-        if (!QDir().mkpath(dir) || !QDir::setCurrent(dir)) {
-            std::fprintf(stderr, "morva: cannot use the data folder %s\n", qPrintable(dir));
-            return 2;
-        }
+    // The data folder is also the working folder: the program's files are found relative to it.
+    const QString dir = parser.isSet(dataDirOption) ? parser.value(dataDirOption) : Program::DefaultDataDir();
+    if (!QDir().mkpath(dir) || !QDir::setCurrent(dir)) {
+        std::fprintf(stderr, "morva: cannot use the data folder %s\n", qPrintable(dir));
+        return 2;
     }
     const QString lineKind = parser.value(lineOption);
     if (lineKind != QLatin1String("capi") && lineKind != QLatin1String("standin")) {
@@ -67,6 +98,7 @@ int main(int argc, char* argv[]) {
     const QString dataDir = QDir::currentPath();
     std::unique_ptr<CtiLibrary> line;
     StandInLine* standIn = nullptr;
+    QString serverName;
     if (lineKind == QLatin1String("standin")) {
         auto standInLine = std::make_unique<StandInLine>();
         standIn = standInLine.get();
@@ -90,34 +122,41 @@ int main(int argc, char* argv[]) {
         }
         // The sound card joins the line once the sound engine has one; until then the voice path is silent.
         line = std::make_unique<CapiLink>(server, nullptr);
+        serverName = ServerName(server);
     }
 
     SystemClock clock;
     Program program(clock, std::move(line), dataDir);
     ProgramWindows windows(program);
+    QObject::disconnect(earlyStop);
+    QObject::connect(&signals_, &TerminationSignals::terminationRequested, &windows.main(),
+                     [&windows] { windows.requestStop(); });
+    if (stopBeforeWindows)
+        windows.requestStop();
+    if (lineKind == QLatin1String("capi"))
+        windows.setLineFailureHelp(
+            serverName,
+            QStringLiteral(
+                "Morva reaches ISDN through CAPI 2.0. Choose the CAPI server in section [ISDN] of "
+                "%1:\n  Driver=fritzbox, Host=<router>, Port=5031 for a router's CAPI-over-TCP "
+                "service;\n  Driver=rcapi, Host, Port for a remote CAPI server;\n  Driver=standard for "
+                "a CAPI controller in this machine;\n  no Driver: libcapi20's own ~/.capi20rc or "
+                "/etc/capi20.conf.\nFor one start: --capi DRIVER:HOST:PORT. To try Morva without "
+                "ISDN: --line standin.")
+                .arg(QDir::toNativeSeparators(Program::IniPath(dataDir))));
+    windows.lifecycle().setWaitForLine(parser.isSet(waitOption));
     const MainLifecycle::StartResult started = windows.Form_Load();
     if (started == MainLifecycle::StartResult::SecondInstance) {
         std::fprintf(stderr, "morva: already running; brought its window to the front\n");
         return 0;
     }
     if (started == MainLifecycle::StartResult::LineFailed) {
+        // The user has seen why and chose to end (or gave up waiting, or the session asked Morva to end).
         QString why = program.fatalMessage();
         const QString detail = program.line().lastError();
         if (!detail.isEmpty())
-            why += QStringLiteral("\n") + detail;
-        if (lineKind == QLatin1String("capi"))
-            why +=
-                QStringLiteral(
-                    "\n\nMorva reaches ISDN through CAPI 2.0. Choose the CAPI server in section [ISDN] of "
-                    "%1:\n  Driver=fritzbox, Host=<router>, Port=5031 for a router's CAPI-over-TCP "
-                    "service;\n  Driver=rcapi, Host, Port for a remote CAPI server;\n  Driver=standard for "
-                    "a CAPI controller in this machine;\n  no Driver: libcapi20's own ~/.capi20rc or "
-                    "/etc/capi20.conf.\nFor one start: --capi DRIVER:HOST:PORT. To try Morva without "
-                    "ISDN: --line standin.")
-                    .arg(QDir::toNativeSeparators(Program::IniPath(dataDir)));
+            why += QStringLiteral(" ") + detail;
         std::fprintf(stderr, "morva: the ISDN line could not start: %s\n", qPrintable(why));
-        QMessageBox::critical(nullptr, QStringLiteral("Morva"),
-                              QStringLiteral("The ISDN line could not start.\n\n") + why);
         return 1;
     }
 
@@ -129,7 +168,5 @@ int main(int argc, char* argv[]) {
         standInWindow->show();
     }
 
-    TerminationSignals signals_;
-    QObject::connect(&signals_, &TerminationSignals::terminationRequested, &windows.main(), &QWidget::close);
     return app.exec();
 }

@@ -92,7 +92,7 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     m_program.Phonebooks().Phonebooks_create();
     m_program.Phonebooks().Vorwahlen.LoadCarriers();
     m_program.callLog().SEZGDBOpen();
-    if (!m_program.cti().CtiInit())
+    if (!lineStarts([this] { return m_program.cti().CtiInit(); }))
         return StartResult::LineFailed;
     m_host.setEventTimer(true);
 
@@ -108,7 +108,7 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
 
     // 19: the line's channel; the first state shown runs the action rules once.
     step("Main Form_Load:Eurit Init");
-    if (!m_program.cti().CtiRegisterChannel())
+    if (!lineStarts([this] { return m_program.cti().CtiRegisterChannel(); }))
         return StartResult::LineFailed;
     m_program.call().Eurit_ShowCallState(-1);
 
@@ -128,22 +128,66 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     step("Main Form_Load: Finished");
     m_bLastRunFailed = false;
     m_bLoading = false;
+    m_started = true;
+    // A SIGTERM or SIGINT that came during the start stops the program now.
+    if (m_stopRequested)
+        m_host.postClose();
     return StartResult::Started;
+}
+
+void MainLifecycle::requestStop() {
+    if (!m_started) {
+        m_stopRequested = true;
+        return;
+    }
+    m_host.postClose();
+}
+
+bool MainLifecycle::lineStarts(const std::function<bool()>& attempt) {
+    while (!attempt()) {
+        // The splash stays on top of every window: it goes before the user is asked or told anything.
+        m_host.closeSplash();
+        const bool again = !m_stopRequested &&
+                           (m_waitForLine ? m_host.waitForLine(LineRetrySeconds) : m_host.askLineRetry());
+        if (!again || m_stopRequested) {
+            m_host.lineWaitOver();
+            return false;
+        }
+        step("Main Form_Load: Line again");
+    }
+    m_host.lineWaitOver();
+    return true;
+}
+
+QRect PlaceOnScreens(const QRect& wanted, const QList<QRect>& screens) {
+    if (screens.isEmpty())
+        return wanted;
+    const QRect grip(wanted.topLeft(), QSize(wanted.width(), std::min(WindowGrip, wanted.height())));
+    for (const QRect& screen : screens) {
+        const QRect on = screen.intersected(grip);
+        if (!on.isEmpty() && on.height() == grip.height() &&
+            on.width() >= std::min(WindowGrip, wanted.width()))
+            return wanted;
+    }
+    const QRect& primary = screens.front();
+    const int left = std::clamp(wanted.left(), primary.left(),
+                                std::max(primary.left(), primary.right() + 1 - wanted.width()));
+    const int top = std::clamp(wanted.top(), primary.top(),
+                               std::max(primary.top(), primary.bottom() + 1 - wanted.height()));
+    return QRect(QPoint(left, top), wanted.size());
 }
 
 void MainLifecycle::placeWindow() {
     const int twips = std::max(1, m_host.twipsPerPixel());
-    const QRect screen = m_host.screenArea();
+    const QList<QRect> screens = m_host.screenAreas();
+    const QRect primary = screens.isEmpty() ? QRect(0, 0, 1024, 768) : screens.front();
     const int width = m_widthEx / twips;
     const int height = iniInt(MainSection, "Fenster Height", DefaultHeight) / twips;
-    const int centredLeft = (screen.left() + (screen.width() - width) / 2) * twips;
-    const int centredTop = (screen.top() + (screen.height() - height) / 2) * twips;
-    int left = iniInt(MainSection, "Fenster Left", centredLeft) / twips;
-    int top = iniInt(MainSection, "Fenster Top", centredTop) / twips;
-    // A window that would lie outside the screen (a screen gone since) is moved back in.
-    left = std::clamp(left, screen.left(), std::max(screen.left(), screen.right() + 1 - width));
-    top = std::clamp(top, screen.top(), std::max(screen.top(), screen.bottom() + 1 - height));
-    m_host.setFrame(QRect(left, top, width, height));
+    const int centredLeft = (primary.left() + (primary.width() - width) / 2) * twips;
+    const int centredTop = (primary.top() + (primary.height() - height) / 2) * twips;
+    const int left = iniInt(MainSection, "Fenster Left", centredLeft) / twips;
+    const int top = iniInt(MainSection, "Fenster Top", centredTop) / twips;
+    m_host.setFrame(PlaceOnScreens(QRect(left, top, width, height), screens));
 }
 
 void MainLifecycle::saveWindowPosition() {

@@ -4,6 +4,7 @@
 // to debug.txt before it runs so that a start that dies can be placed. The main window runs them and
 // lends what only a window has (MainHost); a test runs them with a fake window.
 
+#include <QList>
 #include <QRect>
 #include <QString>
 
@@ -18,8 +19,9 @@ public:
     virtual ~MainHost() = default;
     virtual void showSplash(const QString& versionText) = 0; // Start_form, modeless
     virtual void closeSplash() = 0;
-    // The screen's free area and the window's frame, in pixels; twips per pixel of the screen.
-    virtual QRect screenArea() const = 0;
+    // The free areas of the screens present, the primary screen's first, and the window's frame, in
+    // pixels; twips per pixel of the screen.
+    virtual QList<QRect> screenAreas() const = 0;
     virtual int twipsPerPixel() const = 0;
     virtual QRect frame() const = 0;
     virtual void setFrame(const QRect& frame) = 0;
@@ -32,7 +34,21 @@ public:
     virtual void postClose() = 0;
     virtual void setWaitCursor(bool on) = 0;
     virtual void showMessage(const QString& text) = 0;
+    // The line did not start. Asks the user whether to try again (true) or to end (false).
+    virtual bool askLineRetry() = 0;
+    // The line did not start, and the start waits for it: shows that it waits, for `seconds`. True to
+    // try again, false when the user gave up waiting.
+    virtual bool waitForLine(int seconds) = 0;
+    // The line started, or the start gave up: the notice of the wait goes.
+    virtual void lineWaitOver() = 0;
 };
+
+// Where the main window goes: its place from the settings, `wanted`, when it lies on one of the screens
+// present (`screens`, their free areas, the primary screen's first): its top edge and at least
+// `WindowGrip` pixels of its width on that screen, so that it can be grabbed. A window on no present
+// screen (one gone since) is moved onto the primary screen, as far as it takes to lie wholly on it.
+constexpr int WindowGrip = 32;
+QRect PlaceOnScreens(const QRect& wanted, const QList<QRect>& screens);
 
 class MainLifecycle {
 public:
@@ -47,6 +63,16 @@ public:
     // Form_QueryUnload: true when the window may close now. The first pass posts a close and refuses;
     // the second stops everything.
     bool Form_QueryUnload();
+    // SIGTERM or SIGINT. Before the start has finished the request is kept, and the window is asked to
+    // close (the stop's two passes) as soon as it has; a start that waits for the line gives up. After the
+    // start the window is asked at once.
+    void requestStop();
+    bool stopRequested() const { return m_stopRequested; }
+
+    // When the line does not start: false (the default) asks the user whether to try again; true waits
+    // for the line, trying again every LineRetrySeconds, until it starts or the user gives up.
+    void setWaitForLine(bool wait) { m_waitForLine = wait; }
+    static constexpr int LineRetrySeconds = 5;
 
     QString VersionText() const;
     bool bLoading() const { return m_bLoading; }
@@ -62,6 +88,9 @@ private:
     void step(const char* line);
     int iniInt(const char* section, const char* key, int defaultValue) const;
     void writeIni(const char* section, const char* key, const QString& value);
+    // Runs `attempt` (a step of the line's start) until it succeeds, trying again as the user wants or,
+    // waiting for the line, every few seconds. False when the start gives up.
+    bool lineStarts(const std::function<bool()>& attempt);
     void placeWindow();
     void saveWindowPosition();
 
@@ -72,6 +101,9 @@ private:
     bool m_bLastRunFailed = false;
     int m_iExitPass = 0;
     bool m_stopped = false;
+    bool m_started = false;
+    bool m_stopRequested = false;
+    bool m_waitForLine = false;
     int m_widthEx = DefaultWidthEx;
     bool m_bShowQuick = false;
     bool m_bShowMSNSelect = false;

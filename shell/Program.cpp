@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir)
     : m_clock(clock), m_dataDir(dataDir), m_profiles(&clock), m_registry(m_profiles, RegistryPath(dataDir)),
@@ -117,6 +118,11 @@ bool Program::saveSettings() {
                                               .arg(MORVA_VERSION_MAJOR)
                                               .arg(MORVA_VERSION_MINOR)
                                               .arg(MORVA_VERSION_PATCH));
+}
+
+QString Program::DefaultDataDir() {
+    return QDir(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation))
+        .filePath(QStringLiteral("Morva"));
 }
 
 QString Program::RegistryPath(const QString& dataDir) {

@@ -55,6 +55,9 @@ public:
         bool ready = false;
     };
     LineStatus lineStatus();
+    // The data folder when none is given: "Morva" in the user's data folder ($XDG_DATA_HOME, by default
+    // ~/.local/share), so that every start finds the same books and log wherever it is started from.
+    static QString DefaultDataDir();
     // The program's settings file in a data folder, and the file of the values once kept in the registry.
     static QString IniPath(const QString& dataDir);
     static QString RegistryPath(const QString& dataDir);

@@ -237,11 +237,25 @@ void CapiLink::Core::post(std::function<void()> command) {
 int32_t CapiLink::cti_Init() {
     Core& c = *m_core;
     std::unique_lock lock(c.mutex);
-    if (c.thread.joinable())
-        return c.initResult > 0 ? c.initResult : Failed(WrongState);
-    c.stopping = c.finished = c.initDone = false;
-    c.wakeFd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-    c.thread = std::thread([core = m_core] { core->run(); });
+    if (c.thread.joinable() && c.initDone) {
+        if (c.initResult > 0)
+            return c.initResult;
+        // The last start found no server, and its thread ends by itself: this start asks again (a router
+        // may still be starting up).
+        c.changed.wait(lock, [&c] { return c.finished; });
+        lock.unlock();
+        c.thread.join();
+        lock.lock();
+        ::close(c.wakeFd);
+        c.wakeFd = -1;
+    }
+    // A start whose thread still waits for the server's first answer is waited for again, without a
+    // second thread beside it.
+    if (!c.thread.joinable()) {
+        c.stopping = c.finished = c.initDone = false;
+        c.wakeFd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+        c.thread = std::thread([core = m_core] { core->run(); });
+    }
     const bool answered =
         c.changed.wait_for(lock, std::chrono::milliseconds(StartTimeoutMs), [&c] { return c.initDone; });
     if (!answered) {
@@ -279,17 +293,21 @@ int32_t CapiLink::cti_Register(const EifcConfigBlock& config, const FdWaveConfig
     std::unique_lock lock(c.mutex);
     if (!c.initDone || c.initResult <= 0)
         return Failed(NotInstalled);
-    if (c.channelRegistered)
+    if (c.channelRegistered && c.registerDone)
         return Failed(WrongState);
-    c.config = config;
-    c.fields = config.decode();
-    c.debug = c.fields.DebugEnable != 0;
-    c.callback = std::move(callback);
-    c.registerDone = false;
-    c.post([core = m_core.get()] {
-        core->channelRegistered = true;
-        core->nextAttempt = Clock::now();
-    });
+    // A registration that still waits for the server's answer is waited for again; a failed one (or
+    // none yet) is asked anew.
+    if (!c.channelRegistered) {
+        c.config = config;
+        c.fields = config.decode();
+        c.debug = c.fields.DebugEnable != 0;
+        c.callback = std::move(callback);
+        c.registerDone = false;
+        c.post([core = m_core.get()] {
+            core->channelRegistered = true;
+            core->nextAttempt = Clock::now();
+        });
+    }
     const bool answered =
         c.changed.wait_for(lock, std::chrono::milliseconds(StartTimeoutMs), [&c] { return c.registerDone; });
     if (!answered) {

@@ -40,7 +40,8 @@ class CapiLink final : public CtiLibrary {
 public:
     // The id of the one channel, as events carry it in XcId.
     static constexpr int32_t ChannelId = 1;
-    // How long cti_Init and cti_Register wait for the server before they give up.
+    // How long cti_Init and cti_Register wait for the server before they give up. Either may be called
+    // again after it failed: it asks the server anew, or waits again for an answer still outstanding.
     static constexpr int StartTimeoutMs = 5000;
 
     // `audio` carries the voice between line and sound card; null gives silence both ways.

@@ -2,6 +2,8 @@
 
 #include "platform/help/HelpPages.h"
 
+#include <QLocale>
+
 #include <array>
 
 namespace {
@@ -19,6 +21,14 @@ constexpr std::array<LibraryEntry, 7> Libraries{{
     {20, "lang_no.dll"},
     {11, "lang_fi.dll"},
 }};
+
+// The library of a language number by the table alone, Finnish included.
+QString TableLibrary(int number) {
+    for (const LibraryEntry& entry : Libraries)
+        if (entry.number == number)
+            return QString::fromLatin1(entry.library);
+    return {};
+}
 
 // The old text buffer held 255 characters: longer texts were cut there.
 constexpr qsizetype TextLimit = 255;
@@ -73,6 +83,39 @@ void Language::LanguageSet(int number) {
 void Language::setLanguageId(int number) {
     m_languageId = number;
     LanguageSet(number);
+}
+
+int Language::DesktopLanguage(const QStringList& uiLanguages) {
+    for (const QString& name : uiLanguages) {
+        switch (QLocale(name).language()) {
+        case QLocale::German:
+            return 7;
+        case QLocale::English:
+            return 9;
+        case QLocale::French:
+            return 12;
+        case QLocale::Italian:
+            return 16;
+        case QLocale::Dutch:
+            return 19;
+        case QLocale::NorwegianBokmal:
+        case QLocale::NorwegianNynorsk:
+            return 20;
+        case QLocale::Finnish:
+            return 11;
+        default:
+            break;
+        }
+    }
+    return DefaultLanguage;
+}
+
+void Language::takeDesktopLanguage(const QStringList& uiLanguages) {
+    const int number = DesktopLanguage(uiLanguages);
+    setLanguageId(number);
+    const QString library = TableLibrary(number);
+    if (!library.isEmpty() && m_library.compare(library, Qt::CaseInsensitive) != 0)
+        useLibrary(library);
 }
 
 int Language::LanguageFillList(QStringList* list) {

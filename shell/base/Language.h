@@ -34,6 +34,12 @@ public:
     int LanguageId() const { return m_languageId; }
     // Takes the stored language number and selects its catalog.
     void setLanguageId(int number);
+    // The language number for the desktop's languages (QLocale's uiLanguages, the most wanted first):
+    // the first of them that has a catalog; English when none has.
+    static int DesktopLanguage(const QStringList& uiLanguages);
+    // A start with no language stored takes the desktop's. Finnish takes its catalog by name, as a choice
+    // in the language list does (its number would give English).
+    void takeDesktopLanguage(const QStringList& uiLanguages);
 
     // The library name of the catalog in use ("lang_uk.dll").
     QString LanguageLibrary() const { return m_library; }

@@ -8,6 +8,8 @@
 #include "shell/base/Language.h"
 #include "shell/base/Settings.h"
 
+#include <QLocale>
+
 #include <algorithm>
 
 const QString SettingsStore::RegistryKey = QStringLiteral("Software\\Nalda\\Morva");
@@ -28,7 +30,8 @@ SettingsStore::SettingsStore(ProfileStore& profiles, RegistryFile& registry, QSt
                              Settings& settings, LastNumbers& lastNumbers, ActionRules& actions,
                              Language& language)
     : m_profiles(profiles), m_registry(registry), m_iniPath(std::move(iniPath)), m_settings(settings),
-      m_lastNumbers(lastNumbers), m_actions(actions), m_language(language) {}
+      m_lastNumbers(lastNumbers), m_actions(actions), m_language(language),
+      m_desktopLanguages(QLocale::system().uiLanguages()) {}
 
 QString SettingsStore::IniString(const QString& section, const QString& key, const QString& defaultValue,
                                  const QString& file) const {
@@ -54,7 +57,13 @@ void SettingsStore::Eurit_RegLoad() {
     s.NBSTAKZ = read("NBSTAKZ", QString()).toString();
     s.NBSTAKZIN = read("NBSTAKZIN", QString()).toString();
     s.Vorwahl = read("Vorwahl", QString()).toString();
-    m_language.setLanguageId(read("Language", 9).toInt()); // selects the language too
+    // Loading the number selects the language too. A stored number always wins; a first start speaks
+    // the desktop's language, and the stop stores it.
+    const QVariant language = read("Language", QVariant());
+    if (language.isValid())
+        m_language.setLanguageId(language.toInt());
+    else
+        m_language.takeDesktopLanguage(m_desktopLanguages);
 }
 
 void SettingsStore::Eurit_Cfg_load() {
@@ -153,6 +162,18 @@ bool SettingsStore::Eurit_Cfg_save(const QString& programPath, const QString& ve
     writeInt(Setup, QStringLiteral("IgnoreNumbers"), s.IgnoreNumbers);
     writeInt(Actions, QStringLiteral("Showonring"), s.Showonring);
     writeInt(Actions, QStringLiteral("MinimizeOnSilence"), s.MinimizeOnSilence);
+    // The rules, every field as Eurit_Cfg_load reads it; entry 0 of the table is no rule.
+    const int ruleCount = std::max<int>(0, int(m_actions.rules.size()) - 1);
+    writeInt(Actions, QStringLiteral("Anzahl"), ruleCount);
+    for (int n = 1; n <= ruleCount; ++n) {
+        const ActionRule& rule = m_actions.rules[std::size_t(n)];
+        writeInt(Actions, actionKey(n, "Nbst"), rule.Nbst);
+        writeInt(Actions, actionKey(n, "Status"), rule.Status);
+        writeInt(Actions, actionKey(n, "Typ"), rule.Typ);
+        writeString(Actions, actionKey(n, "Command"), rule.Command);
+        writeString(Actions, actionKey(n, "Command2"), rule.Command2);
+        writeString(Actions, actionKey(n, "Command3"), rule.Command3);
+    }
     const QStringList& numbers = m_lastNumbers.numbers();
     writeInt(Nummern, QStringLiteral("LastNumAnz"), int(numbers.size()));
     for (int n = 1; n <= numbers.size(); ++n)

@@ -5,6 +5,7 @@
 // program reads the variables of Settings, never the files.
 
 #include <QString>
+#include <QStringList>
 
 class ActionRules;
 class Language;
@@ -24,12 +25,15 @@ public:
     // Reads all common settings: the registry values first, then Morva.ini, whose prefixes replace the
     // registry's.
     void Eurit_Cfg_load();
-    // Reads the registry values; loading "Language" selects the language.
+    // Reads the registry values; loading "Language" selects the language. With no "Language" stored
+    // (a first start), the desktop's language is taken.
     void Eurit_RegLoad();
-    // Writes back what Eurit_Cfg_load reads (not "Prefix", "PrefixIncoming" or the rules), then the
-    // registry values with "Path" and "Version". False when the registry key cannot be created: the
-    // caller shows "Kann Registry Key nicht anlegen!".
+    // Writes back what Eurit_Cfg_load reads (not "Prefix" and "PrefixIncoming"), the action rules as they
+    // stand, then the registry values with "Path" and "Version". False when the registry key cannot be
+    // created: the caller shows "Kann Registry Key nicht anlegen!".
     bool Eurit_Cfg_save(const QString& programPath, const QString& version);
+    // The desktop's languages, the most wanted first: QLocale::system()'s unless set here.
+    void setDesktopLanguages(const QStringList& uiLanguages) { m_desktopLanguages = uiLanguages; }
     // A string of a profile file, cut at 255 characters.
     QString IniString(const QString& section, const QString& key, const QString& defaultValue,
                       const QString& file) const;
@@ -49,4 +53,5 @@ private:
     LastNumbers& m_lastNumbers;
     ActionRules& m_actions;
     Language& m_language;
+    QStringList m_desktopLanguages;
 };

@@ -187,6 +187,7 @@ QAction* Main::addButton(const char* key, const QIcon& icon) {
 }
 
 void Main::showSplash(const QString& versionText) {
+    closeSplash();
     m_Start_form = new QWidget(nullptr, Qt::SplashScreen | Qt::WindowStaysOnTopHint);
     m_Start_form->setObjectName(QStringLiteral("Start_form"));
     m_Start_form->setAttribute(Qt::WA_DeleteOnClose);
@@ -249,10 +250,13 @@ void Main::setClockTimer(bool on) {
 }
 
 void Main::showMessage(const QString& text) {
+    // The splash stays on top of every window: a message of the start would stand under it.
+    closeSplash();
     QMessageBox::warning(this, QStringLiteral("Morva"), text);
 }
 
 UserDialogs::Answer Main::askUser(const QString& text, UserDialogs::Buttons buttons, UserDialogs::Icon icon) {
+    closeSplash();
     using B = UserDialogs::Buttons;
     using I = UserDialogs::Icon;
     const QMessageBox::Icon shown = icon == I::Question   ? QMessageBox::Question

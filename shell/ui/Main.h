@@ -53,7 +53,8 @@ public:
     // Twips per pixel of the window's screen, and whether the window is neither minimised nor maximised.
     int twipsPerPixel() const;
     bool normalState() const;
-    // A failure, and a question or message of the program's logic, as a message box.
+    // A failure, and a question or message of the program's logic, as a message box. The splash of the
+    // start, if it is up, goes first.
     void showMessage(const QString& text);
     UserDialogs::Answer askUser(const QString& text, UserDialogs::Buttons buttons, UserDialogs::Icon icon);
 

@@ -1,10 +1,15 @@
 #include "shell/ui/ProgramWindows.h"
 
 #include "shell/Program.h"
+#include "shell/ui/LineWaitWindow.h"
 
 #include <QApplication>
+#include <QEventLoop>
 #include <QGuiApplication>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QScreen>
+#include <QTimer>
 
 ProgramWindows::ProgramWindows(Program& program)
     : m_program(program), m_main(program.language()), m_instance(&m_main),
@@ -49,6 +54,7 @@ ProgramWindows::ProgramWindows(Program& program)
 }
 
 ProgramWindows::~ProgramWindows() {
+    delete m_lineWait;
     m_main.setCloseQuery(nullptr);
     m_program.actions().setWindow(nullptr);
     m_program.commands().setShowMessage(nullptr);
@@ -82,9 +88,15 @@ void ProgramWindows::closeSplash() {
     m_main.closeSplash();
 }
 
-QRect ProgramWindows::screenArea() const {
-    const QScreen* screen = QGuiApplication::primaryScreen();
-    return screen ? screen->availableGeometry() : QRect(0, 0, 1024, 768);
+QList<QRect> ProgramWindows::screenAreas() const {
+    QList<QRect> areas;
+    const QScreen* primary = QGuiApplication::primaryScreen();
+    if (primary)
+        areas << primary->availableGeometry();
+    for (const QScreen* screen : QGuiApplication::screens())
+        if (screen != primary)
+            areas << screen->availableGeometry();
+    return areas;
 }
 
 int ProgramWindows::twipsPerPixel() const {
@@ -129,4 +141,64 @@ void ProgramWindows::setWaitCursor(bool on) {
 
 void ProgramWindows::showMessage(const QString& text) {
     m_main.showMessage(text);
+}
+
+void ProgramWindows::setLineFailureHelp(const QString& server, const QString& advice) {
+    m_lineServer = server;
+    m_lineAdvice = advice;
+}
+
+void ProgramWindows::requestStop() {
+    m_lifecycle.requestStop();
+    if (m_lifecycle.stopRequested()) {
+        if (m_lineQuestion)
+            m_lineQuestion->reject();
+        if (m_lineWaitLoop)
+            m_lineWaitLoop->exit(0);
+    }
+}
+
+bool ProgramWindows::askLineRetry() {
+    const Language& lang = m_program.language();
+    QString text = lang.LanguageString(3205) + QStringLiteral("\n\n") + m_program.fatalMessage();
+    const QString detail = m_program.line().lastError();
+    if (!detail.isEmpty())
+        text += QStringLiteral("\n") + detail;
+    if (!m_lineAdvice.isEmpty())
+        text += QStringLiteral("\n\n") + m_lineAdvice;
+    text += QStringLiteral("\n\n") + lang.LanguageString(3208);
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Morva"), text, QMessageBox::NoButton,
+                    m_main.isVisible() ? &m_main : nullptr);
+    box.setObjectName(QStringLiteral("LineRetryQuestion"));
+    QPushButton* retry = box.addButton(lang.LanguageString(3207), QMessageBox::AcceptRole);
+    retry->setObjectName(QStringLiteral("cmdRetry"));
+    QPushButton* close = box.addButton(lang.LanguageString(3104), QMessageBox::RejectRole);
+    close->setObjectName(QStringLiteral("cmdClose"));
+    box.setDefaultButton(retry);
+    box.setEscapeButton(close);
+    m_lineQuestion = &box;
+    box.exec();
+    m_lineQuestion = nullptr;
+    return box.clickedButton() == retry;
+}
+
+bool ProgramWindows::waitForLine(int seconds) {
+    if (!m_lineWait) {
+        const Language& lang = m_program.language();
+        QString text = lang.LanguageString(3209);
+        text.replace(QStringLiteral("%s"), m_lineServer);
+        m_lineWait = new LineWaitWindow(text, lang.LanguageString(50));
+        m_lineWait->show();
+    }
+    QEventLoop loop;
+    QTimer::singleShot(seconds * 1000, &loop, [&loop] { loop.exit(1); });
+    QObject::connect(m_lineWait, &LineWaitWindow::gaveUp, &loop, [&loop] { loop.exit(0); });
+    m_lineWaitLoop = &loop;
+    const bool again = loop.exec() == 1;
+    m_lineWaitLoop = nullptr;
+    return again;
+}
+
+void ProgramWindows::lineWaitOver() {
+    delete m_lineWait;
 }

@@ -10,7 +10,12 @@
 #include "shell/ui/Main.h"
 #include "shell/ui/SingleInstance.h"
 
+#include <QPointer>
+
+class LineWaitWindow;
 class Program;
+class QEventLoop;
+class QMessageBox;
 
 class ProgramWindows : public MainHost {
 public:
@@ -25,10 +30,17 @@ public:
     Main& main() { return m_main; }
     MainLifecycle& lifecycle() { return m_lifecycle; }
 
+    // What the messages of a line that does not start name: the CAPI server tried (`server`, for the
+    // notice of the wait), and what the user can do about it (`advice`, under the reason).
+    void setLineFailureHelp(const QString& server, const QString& advice);
+    // SIGTERM or SIGINT: the stop, kept until the start has finished. A question or a wait of the start
+    // about the line ends as though the user gave up.
+    void requestStop();
+
     // MainHost
     void showSplash(const QString& versionText) override;
     void closeSplash() override;
-    QRect screenArea() const override;
+    QList<QRect> screenAreas() const override;
     int twipsPerPixel() const override;
     QRect frame() const override;
     void setFrame(const QRect& frame) override;
@@ -39,6 +51,9 @@ public:
     void postClose() override;
     void setWaitCursor(bool on) override;
     void showMessage(const QString& text) override;
+    bool askLineRetry() override;
+    bool waitForLine(int seconds) override;
+    void lineWaitOver() override;
 
 private:
     void showPanel();
@@ -48,4 +63,10 @@ private:
     Main m_main;
     SingleInstance m_instance;
     MainLifecycle m_lifecycle;
+    QString m_lineServer;
+    QString m_lineAdvice;
+    // The start's question and notice about the line, while they are up.
+    QPointer<QMessageBox> m_lineQuestion;
+    QPointer<LineWaitWindow> m_lineWait;
+    QEventLoop* m_lineWaitLoop = nullptr;
 };

@@ -21,3 +21,21 @@ TEST(CapiNoServer, TheStartFailsAndSaysWhichServerWasTried) {
     EXPECT_TRUE(line.lastError().contains(QStringLiteral("127.0.0.1:%1").arg(port)))
         << line.lastError().toStdString();
 }
+
+// A router that is still starting: the first start finds no server; once the server answers, the start
+// tried again on the same line succeeds and the line takes calls.
+TEST(CapiNoServer, AStartTriedAgainOnceTheServerAnswersSucceeds) {
+    ManualClock clock;
+    QTemporaryDir dir;
+    auto link = std::make_unique<CapiLink>(ExchangeServer(), nullptr);
+    CapiLink& line = *link;
+    Program program(clock, std::move(link), dir.path());
+    ASSERT_FALSE(program.startLine()) << "no server yet";
+    EXPECT_FALSE(program.startLine()) << "still none";
+    auto exchange = StartExchange();
+    EXPECT_TRUE(program.startLine()) << program.fatalMessage().toStdString() << " "
+                                     << line.lastError().toStdString();
+    EXPECT_TRUE(program.lineStatus().ready);
+    program.stopLine();
+    exchange->stop();
+}

@@ -18,16 +18,21 @@ QString S(const char* text) {
 struct FakeHost : MainHost {
     QStringList calls;
     QRect screen{0, 0, 1280, 800};
+    QList<QRect> otherScreens;
     QRect window;
     bool normal = true;
     std::function<void()> duringSplash;
+    // The user's answers to the question whether to try the line again, and to the wait for it (true:
+    // try again), in turn; when they run out, the user ends.
+    QList<bool> lineAnswers;
+    std::function<void()> duringLineQuestion;
     void showSplash(const QString& versionText) override {
         calls << S("splash ") + versionText;
         if (duringSplash)
             duringSplash();
     }
     void closeSplash() override { calls << S("splash closed"); }
-    QRect screenArea() const override { return screen; }
+    QList<QRect> screenAreas() const override { return QList<QRect>{screen} + otherScreens; }
     int twipsPerPixel() const override { return 15; }
     QRect frame() const override { return window; }
     void setFrame(const QRect& frame) override { window = frame; }
@@ -38,6 +43,20 @@ struct FakeHost : MainHost {
     void postClose() override { calls << S("post close"); }
     void setWaitCursor(bool) override {}
     void showMessage(const QString& text) override { calls << text; }
+    bool lineAnswer() {
+        if (duringLineQuestion)
+            duringLineQuestion();
+        return !lineAnswers.isEmpty() && lineAnswers.takeFirst();
+    }
+    bool askLineRetry() override {
+        calls << S("ask retry");
+        return lineAnswer();
+    }
+    bool waitForLine(int seconds) override {
+        calls << S("wait %1 s").arg(seconds);
+        return lineAnswer();
+    }
+    void lineWaitOver() override { calls << S("wait over"); }
 };
 
 struct Lifecycle : TestProgram {
@@ -251,4 +270,117 @@ TEST(MainWindowPlace, CentredFirstMovedBackOntoTheScreenAndSavedOnlyInTheNormalS
     t.stop();
     EXPECT_EQ(t.ini("Main", "Fenster Left"), QString::number(100 * 15));
     EXPECT_EQ(t.ini("Main", "Fenster Top"), QString::number(50 * 15));
+}
+
+// The line does not start (a router still starting up): the splash goes before the question, each "try
+// again" tries the line anew, and "close" ends the start without showing the window.
+TEST(MainStart, ALineThatDoesNotStartIsTriedAgainAsTheUserWants) {
+    {
+        Lifecycle t;
+        t.line->refuseStarts(2);
+        t.host.lineAnswers = {true, true};
+        ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
+        EXPECT_EQ(t.host.calls.count(S("ask retry")), 2);
+        EXPECT_LT(t.host.calls.indexOf(S("splash closed")), t.host.calls.indexOf(S("ask retry")));
+        EXPECT_TRUE(t.program->lineStatus().ready);
+        EXPECT_EQ(t.line->requests().count(S("Init refused")), 2);
+        t.stop();
+    }
+    Lifecycle t;
+    t.line->refuseStarts(2);
+    t.host.lineAnswers = {true, false};
+    EXPECT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::LineFailed);
+    EXPECT_EQ(t.host.calls.count(S("ask retry")), 2);
+    EXPECT_LT(t.host.calls.indexOf(S("splash closed")), t.host.calls.indexOf(S("ask retry")));
+    EXPECT_FALSE(t.host.calls.contains(S("show")));
+    EXPECT_FALSE(t.program->lineStatus().ready);
+}
+
+// Waiting for the line, the start asks nothing: it waits a few seconds between the tries, with its
+// notice, until the line starts or the user gives up.
+TEST(MainStart, WaitingForTheLineTriesEveryFewSecondsUntilItStartsOrTheUserGivesUp) {
+    {
+        Lifecycle t;
+        t.lifecycle.setWaitForLine(true);
+        t.line->refuseStarts(3);
+        t.host.lineAnswers = {true, true, true};
+        ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
+        const QString wait = S("wait %1 s").arg(MainLifecycle::LineRetrySeconds);
+        EXPECT_EQ(t.host.calls.count(wait), 3);
+        EXPECT_FALSE(t.host.calls.contains(S("ask retry")));
+        EXPECT_LT(t.host.calls.lastIndexOf(wait), t.host.calls.indexOf(S("wait over")));
+        EXPECT_LT(t.host.calls.indexOf(S("wait over")), t.host.calls.indexOf(S("show")));
+        t.stop();
+    }
+    Lifecycle t;
+    t.lifecycle.setWaitForLine(true);
+    t.line->refuseStarts(100);
+    t.host.lineAnswers = {true, false};
+    EXPECT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::LineFailed);
+    EXPECT_EQ(t.host.calls.back(), S("wait over"));
+    EXPECT_EQ(t.line->requests().count(S("Init refused")), 2);
+}
+
+// SIGTERM or SIGINT during the start: the start runs to its end, then the window is asked to close; a
+// start that waits for the line stops waiting.
+TEST(MainStart, AStopRequestedDuringTheStartFollowsItsEnd) {
+    {
+        Lifecycle t;
+        t.host.duringSplash = [&] {
+            t.lifecycle.requestStop();
+        };
+        ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
+        EXPECT_GT(t.host.calls.indexOf(S("post close")), t.host.calls.indexOf(S("show")));
+        EXPECT_EQ(t.host.calls.back(), S("post close"));
+        EXPECT_EQ(t.host.calls.count(S("post close")), 1);
+        t.lifecycle.requestStop(); // after the start: the window is asked at once
+        EXPECT_EQ(t.host.calls.count(S("post close")), 2);
+    }
+    Lifecycle t;
+    t.lifecycle.setWaitForLine(true);
+    t.line->refuseStarts(100);
+    t.host.lineAnswers = {true, true, true};
+    t.host.duringLineQuestion = [&] {
+        t.lifecycle.requestStop();
+    };
+    EXPECT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::LineFailed);
+    EXPECT_EQ(t.line->requests().count(S("Init refused")), 1) << "no try after the stop request";
+}
+
+// A window stays on any screen present; one on no present screen comes onto the primary screen whole.
+TEST(MainWindowPlace, AWindowOnAnyScreenStaysAndOneOnNoScreenComesOntoThePrimary) {
+    const QRect primary(0, 0, 1280, 800);
+    const QRect right(1280, 0, 1920, 1080);
+    const QRect left(-1024, 100, 1024, 768);
+    const QSize size(500, 300);
+    struct Case {
+        const char* what;
+        QList<QRect> screens;
+        QPoint wanted;
+        QPoint expected;
+    };
+    for (const Case& c : {
+             Case{"on the primary", {primary}, {100, 50}, {100, 50}},
+             Case{"on a screen right of the primary", {primary, right}, {2000, 400}, {2000, 400}},
+             Case{"on a screen left of the primary", {primary, left}, {-900, 200}, {-900, 200}},
+             Case{"across two screens", {primary, right}, {1100, 300}, {1100, 300}},
+             Case{"partly beyond the primary's right edge", {primary}, {1000, 300}, {1000, 300}},
+             Case{"on a screen gone since", {primary}, {2000, 400}, {780, 400}},
+             Case{"left of every screen", {primary, right}, {-700, 100}, {0, 100}},
+             Case{"its top above the screens", {primary, right}, {100, -200}, {100, 0}},
+             Case{"only a sliver on a screen", {primary}, {1270, 100}, {780, 100}},
+             Case{"below every screen", {primary, right}, {300, 1200}, {300, 500}},
+         }) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(PlaceOnScreens(QRect(c.wanted, size), c.screens), QRect(c.expected, size));
+    }
+    EXPECT_EQ(PlaceOnScreens(QRect({30, 40}, size), {}), QRect({30, 40}, size)) << "no screen known";
+
+    // At the start: the place saved on a second screen stays.
+    Lifecycle t;
+    t.host.otherScreens = {right};
+    t.setIni("Main", "Fenster Left", QString::number(2000 * 15));
+    t.setIni("Main", "Fenster Top", QString::number(400 * 15));
+    ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
+    EXPECT_EQ(t.host.window.topLeft(), QPoint(2000, 400));
 }

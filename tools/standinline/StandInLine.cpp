@@ -18,11 +18,21 @@ int32_t StandInLine::cti_Init() {
     std::lock_guard lock(m_mutex);
     if (m_running)
         return 1;
+    if (m_startsToRefuse > 0) {
+        --m_startsToRefuse;
+        record(QStringLiteral("Init refused"));
+        return -0x1009; // not installed: no server answers
+    }
     m_stop = false;
     m_running = true;
     m_thread = std::thread([this] { run(); });
     record(QStringLiteral("Init"));
     return 1;
+}
+
+void StandInLine::refuseStarts(int count) {
+    std::lock_guard lock(m_mutex);
+    m_startsToRefuse = count;
 }
 
 int32_t StandInLine::cti_Exit() {

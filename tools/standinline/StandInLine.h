@@ -70,6 +70,10 @@ public:
     // lost its server refuses them.
     void refuseConfig(int32_t result);
 
+    // The next `count` starts (cti_Init) fail as a line whose server does not answer yet, as a router
+    // that is still starting up.
+    void refuseStarts(int count);
+
     // What the program asked: one line per request, such as "IcaSetAlert 1" or "Connect 0891234".
     QStringList requests() const;
     void clearRequests();
@@ -106,6 +110,7 @@ private:
     std::condition_variable m_idle;
     std::deque<std::function<void()>> m_tasks;
     bool m_running = false;
+    int m_startsToRefuse = 0;
     bool m_stop = false;
     int m_busy = 0;
     std::thread m_thread;

@@ -29,6 +29,8 @@ struct Store {
     Language language;
     SettingsStore store{profiles, registry, dir.filePath(S("Morva.ini")), settings, lastNumbers,
                         actions,  language};
+    // An English desktop unless a test says otherwise, whatever the machine's locale.
+    Store() { store.setDesktopLanguages({S("en-GB")}); }
 
     void ini(const char* text) {
         QFile file(store.iniPath());
@@ -57,6 +59,35 @@ TEST(SettingsLoad, AFirstStartRunsOnTheDefaults) {
     EXPECT_EQ(s.actions.rules.size(), 1u) << "entry 0 only, which no rule uses";
     EXPECT_EQ(s.language.LanguageId(), 9);
     EXPECT_FALSE(QFile::exists(s.store.iniPath())) << "loading writes nothing";
+}
+
+// With no "Language" stored, the start speaks the desktop's language (the first of its languages that
+// Morva has), and the stop stores it; a stored number always wins.
+TEST(SettingsLoad, AFirstStartSpeaksTheDesktopsLanguageAndAStoredOneWins) {
+    struct Case {
+        QStringList desktop;
+        int stored; // 0: none
+        int languageId;
+        const char* code;
+    };
+    for (const Case& c :
+         {Case{{S("de-DE"), S("de")}, 0, 7, "de"}, Case{{S("fr-CH")}, 0, 12, "fr"},
+          Case{{S("it-IT")}, 0, 16, "it"}, Case{{S("nl-BE")}, 0, 19, "nl"},
+          Case{{S("sv-SE"), S("nb-NO")}, 0, 20, "no"}, Case{{S("nn-NO")}, 0, 20, "no"},
+          Case{{S("fi-FI")}, 0, 11, "fi"}, Case{{S("sv-SE")}, 0, 9, "uk"}, Case{{}, 0, 9, "uk"},
+          Case{{S("de-DE")}, 9, 9, "uk"}, Case{{S("en-US")}, 16, 16, "it"}}) {
+        SCOPED_TRACE(c.desktop.join(S(",")).toStdString() + " stored " + std::to_string(c.stored));
+        Store s;
+        s.store.setDesktopLanguages(c.desktop);
+        if (c.stored)
+            s.reg("Language", c.stored);
+        s.store.Eurit_Cfg_load();
+        EXPECT_EQ(s.language.LanguageId(), c.languageId);
+        EXPECT_EQ(s.language.LanguageCode(), QLatin1String(c.code));
+        ASSERT_TRUE(s.store.Eurit_Cfg_save(S("/usr/bin/morva"), S("0.1.0")));
+        EXPECT_EQ(s.registry.RegRead(RegRoot::LocalMachine, SettingsStore::RegistryKey, S("Language"), {}),
+                  QVariant::fromValue(int32_t(c.languageId)));
+    }
 }
 
 TEST(SettingsLoad, TheFilesPrefixesReplaceTheRegistrysEvenWhenMissing) {
@@ -140,4 +171,38 @@ TEST(SettingsSave, WhatIsSavedLoadsBackAndTheRegistryGetsPathAndVersion) {
                       .toString(),
                   QLatin1String(expected))
             << value;
+}
+
+// The rules go back with the other settings, every field as it was read, so that a rule changed, added
+// or removed in a run is what the next start reads.
+TEST(SettingsSave, TheActionRulesGoBackAsTheyWereRead) {
+    Store s;
+    s.ini("[Actions]\nAnzahl=3\nAction1 Nbst=0\nAction1 Status=3\nAction1 Typ=0\n"
+          "Action1 Command=notify-send \"Anruf von %N\"\nAction2 Typ=2\nAction2 Command=Rechner\n"
+          "Action3 Status=4\nAction3 Typ=3\nAction3 Command=topic\nAction3 Command2=item\n"
+          "Action3 Command3=data  with  blanks\n");
+    s.store.Eurit_Cfg_load();
+    ASSERT_EQ(s.actions.rules.size(), 4u);
+    s.actions.rules.erase(s.actions.rules.begin() + 2); // the second rule deleted in this run
+    s.actions.rules[2].Command2 = S("a second parameter");
+    s.actions.rules.push_back(ActionRule{2, 0, 1, S("xterm -e echo %U1"), S("Morva Window"), QString()});
+    ASSERT_TRUE(s.store.Eurit_Cfg_save(S("/usr/bin/morva"), S("0.1.0")));
+
+    Store again;
+    QFile::copy(s.store.iniPath(), again.store.iniPath());
+    again.store.Eurit_Cfg_load();
+    ASSERT_EQ(again.actions.rules.size(), s.actions.rules.size());
+    for (std::size_t n = 1; n < s.actions.rules.size(); ++n) {
+        SCOPED_TRACE(n);
+        const ActionRule& want = s.actions.rules[n];
+        const ActionRule& got = again.actions.rules[n];
+        EXPECT_EQ(got.Nbst, want.Nbst);
+        EXPECT_EQ(got.Status, want.Status);
+        EXPECT_EQ(got.Typ, want.Typ);
+        EXPECT_EQ(got.Command, want.Command);
+        EXPECT_EQ(got.Command2, want.Command2);
+        EXPECT_EQ(got.Command3, want.Command3);
+    }
+    EXPECT_EQ(again.actions.rules[1].Nbst, 0) << "stored although nothing reads it";
+    EXPECT_EQ(again.actions.rules[2].Command3, S("data  with  blanks"));
 }

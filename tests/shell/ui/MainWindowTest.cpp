@@ -4,18 +4,23 @@
 
 #include "shell/base/Language.h"
 #include "shell/call/Eurit30.h"
+#include "shell/ui/LineWaitWindow.h"
 #include "shell/ui/ProgramWindows.h"
 #include "tests/support/TestProgram.h"
 
 #include <QAction>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QLayout>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPainter>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 #include <QToolButton>
 
 #include <gtest/gtest.h>
@@ -192,6 +197,155 @@ TEST(MainWindow, AloneShowsWhatItIsGivenAndEmitsWhatTheUserWants) {
     mayClose = true;
     main.close();
     EXPECT_FALSE(main.isVisible());
+}
+
+// A message of the start stands on its own: the splash, which stays on top of other windows, is gone
+// before a message box or a question shows.
+TEST(MainWindow, NoMessageOfTheStartStandsUnderTheSplash) {
+    Language language;
+    Main main(language);
+    auto splash = [] {
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            if (widget->objectName() == S("Start_form") && widget->isVisible())
+                return true;
+        return false;
+    };
+    for (const bool question : {false, true}) {
+        SCOPED_TRACE(question ? "question" : "message");
+        main.showSplash(S("Version 1.2.3"));
+        ASSERT_TRUE(splash());
+        bool splashUnderTheBox = true;
+        QTimer::singleShot(0, &main, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            ASSERT_NE(box, nullptr);
+            splashUnderTheBox = splash();
+            box->button(question ? QMessageBox::No : QMessageBox::Ok)->click();
+        });
+        if (question)
+            EXPECT_EQ(main.askUser(S("Take over the old phonebook?"), UserDialogs::Buttons::YesNo,
+                                   UserDialogs::Icon::Question),
+                      UserDialogs::Answer::No);
+        else
+            main.showMessage(S("The call log cannot be opened."));
+        EXPECT_FALSE(splashUnderTheBox);
+        main.setLoadProgress(50); // the start goes on without its splash
+        EXPECT_FALSE(splash());
+    }
+}
+
+// The start's owner over a line that does not start: the question whether to try again, with the splash
+// gone, and the notice of a start that waits for the line.
+struct FailingStart : TestProgram {
+    std::unique_ptr<ProgramWindows> windows;
+    FailingStart() : TestProgram(false) {
+        windows = std::make_unique<ProgramWindows>(*program);
+        windows->setLineFailureHelp(S("192.168.178.1:5031 (fritzbox)"),
+                                    S("Choose the CAPI server in Morva.ini."));
+        line->refuseStarts(100);
+    }
+    ~FailingStart() { windows.reset(); }
+    static bool shown(const char* name) {
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            if (widget->objectName() == QLatin1String(name) && widget->isVisible())
+                return true;
+        return false;
+    }
+    // Runs `act` on the first visible top-level window of `name` once one shows (during the start's
+    // own event loops).
+    static void whenShown(const char* name, std::function<void(QWidget*)> act) {
+        auto* poll = new QTimer(qApp);
+        QObject::connect(poll, &QTimer::timeout, poll, [poll, name, act = std::move(act)] {
+            for (QWidget* widget : QApplication::topLevelWidgets())
+                if (widget->objectName() == QLatin1String(name) && widget->isVisible()) {
+                    poll->deleteLater();
+                    poll->stop();
+                    act(widget);
+                    return;
+                }
+        });
+        poll->start(10);
+    }
+    static void snapshot(QWidget* window, const QString& name) {
+        const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
+        if (!dir.isEmpty()) {
+            QDir().mkpath(dir);
+            window->grab().save(QDir(dir).filePath(name + S(".png")));
+        }
+    }
+};
+
+TEST(ProgramWindowsStart, ALineThatDoesNotStartAsksWhetherToTryAgainInTheUsersLanguage) {
+    for (const int languageId : {9, 7}) {
+        SCOPED_TRACE(languageId);
+        FailingStart t;
+        QFile registry(Program::RegistryPath(t.dir.path()));
+        ASSERT_TRUE(registry.open(QIODevice::WriteOnly));
+        registry.write(S("[HKLM\\Software\\Nalda\\Morva]\nLanguage=dword:%1\n")
+                           .arg(languageId, 8, 16, QLatin1Char('0'))
+                           .toLatin1());
+        registry.close();
+        int asked = 0;
+        std::function<void(QWidget*)> answer = [&](QWidget* window) {
+            auto* box = qobject_cast<QMessageBox*>(window);
+            ASSERT_NE(box, nullptr);
+            ++asked;
+            const Language& lang = t.program->language();
+            EXPECT_FALSE(FailingStart::shown("Start_form")) << "the splash stays on top of everything";
+            EXPECT_TRUE(box->text().startsWith(lang.LanguageString(3205))) << box->text().toStdString();
+            EXPECT_TRUE(box->text().contains(S("Choose the CAPI server in Morva.ini.")));
+            EXPECT_TRUE(box->text().endsWith(lang.LanguageString(3208)));
+            auto* retry = box->findChild<QPushButton*>(S("cmdRetry"));
+            auto* close = box->findChild<QPushButton*>(S("cmdClose"));
+            ASSERT_TRUE(retry && close);
+            EXPECT_EQ(retry->text(), lang.LanguageString(3207));
+            EXPECT_EQ(close->text(), lang.LanguageString(3104));
+            FailingStart::snapshot(box, S("line-retry-%1").arg(lang.LanguageCode()));
+            if (asked == 1) {
+                retry->click();
+                FailingStart::whenShown("LineRetryQuestion", answer); // the question after this try
+            } else {
+                close->click();
+            }
+        };
+        FailingStart::whenShown("LineRetryQuestion", answer);
+        EXPECT_EQ(t.windows->Form_Load(), MainLifecycle::StartResult::LineFailed);
+        EXPECT_EQ(asked, 2);
+        EXPECT_EQ(t.line->requests().count(S("Init refused")), 2) << "tried again once";
+        EXPECT_FALSE(t.windows->main().isVisible());
+    }
+}
+
+TEST(ProgramWindowsStart, WaitingForTheLineShowsANoticeWithTheServerThatEndsTheWaitWhenGivenUp) {
+    FailingStart t;
+    t.windows->lifecycle().setWaitForLine(true);
+    bool noticed = false;
+    FailingStart::whenShown("LineWaitWindow", [&](QWidget* window) {
+        auto* notice = qobject_cast<LineWaitWindow*>(window);
+        ASSERT_NE(notice, nullptr);
+        noticed = true;
+        EXPECT_FALSE(FailingStart::shown("Start_form"));
+        const QString text = notice->findChild<QLabel*>(S("lblWait"))->text();
+        EXPECT_TRUE(text.contains(S("192.168.178.1:5031 (fritzbox)"))) << text.toStdString();
+        EXPECT_FALSE(text.contains(S("%s")));
+        FailingStart::snapshot(notice, S("line-wait-%1").arg(t.program->language().LanguageCode()));
+        notice->findChild<QPushButton*>(S("cmdGiveUp"))->click();
+    });
+    EXPECT_EQ(t.windows->Form_Load(), MainLifecycle::StartResult::LineFailed);
+    EXPECT_TRUE(noticed);
+    EXPECT_FALSE(FailingStart::shown("LineWaitWindow")) << "the notice goes with the wait";
+}
+
+// SIGTERM at logout while the start waits for the line or asks about it: the start gives up at once.
+TEST(ProgramWindowsStart, AStopRequestEndsTheWaitAndTheQuestionOfTheStart) {
+    for (const bool wait : {true, false}) {
+        SCOPED_TRACE(wait ? "waiting" : "asking");
+        FailingStart t;
+        t.windows->lifecycle().setWaitForLine(wait);
+        FailingStart::whenShown(wait ? "LineWaitWindow" : "LineRetryQuestion",
+                                [&](QWidget*) { t.windows->requestStop(); });
+        EXPECT_EQ(t.windows->Form_Load(), MainLifecycle::StartResult::LineFailed);
+        EXPECT_EQ(t.line->requests().count(S("Init refused")), 1);
+    }
 }
 
 // Rows of the picture with ink in them (darker than the window's background).
