@@ -188,6 +188,13 @@ bool ProgramWindows::waitForLine(int seconds) {
         QString text = lang.LanguageString(3209);
         text.replace(QStringLiteral("%s"), m_lineServer);
         m_lineWait = new LineWaitWindow(text, lang.LanguageString(50));
+        // Where the main window will come, also on a desktop whose window manager places nothing.
+        m_lineWait->adjustSize();
+        QRect place = m_lineWait->frameGeometry();
+        const QList<QRect> screens = screenAreas();
+        if (!screens.isEmpty())
+            place.moveCenter(screens.first().center());
+        m_lineWait->move(place.topLeft());
         m_lineWait->show();
     }
     QEventLoop loop;
