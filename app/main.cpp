@@ -18,23 +18,6 @@
 
 #include <cstdio>
 
-namespace {
-
-// The CAPI server as the notice of a start that waits for the line names it: without words, so that it
-// reads in every language.
-QString ServerName(const CapiServer& server) {
-    if (server.driver.isEmpty())
-        return QStringLiteral("(~/.capi20rc, /etc/capi20.conf)");
-    if (server.host.isEmpty())
-        return QStringLiteral("(%1)").arg(QString::fromLatin1(server.driver));
-    QString name = QString::fromLatin1(server.host);
-    if (server.port > 0)
-        name += QStringLiteral(":%1").arg(server.port);
-    return name + QStringLiteral(" (%1)").arg(QString::fromLatin1(server.driver));
-}
-
-} // namespace
-
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     // SIGTERM and SIGINT are taken from here on, so that one during the start is not the end of the
@@ -122,7 +105,7 @@ int main(int argc, char* argv[]) {
         }
         // The sound card joins the line once the sound engine has one; until then the voice path is silent.
         line = std::make_unique<CapiLink>(server, nullptr);
-        serverName = ServerName(server);
+        serverName = server.name();
     }
 
     SystemClock clock;

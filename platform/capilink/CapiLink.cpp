@@ -96,7 +96,7 @@ void chooseServer(const CapiServer& server) {
 
 QString CapiServer::name() const {
     if (driver.isEmpty())
-        return QStringLiteral("libcapi20");
+        return QStringLiteral("libcapi20 (~/.capi20rc, /etc/capi20.conf)");
     if (host.isEmpty())
         return QString::fromLatin1(driver);
     return QString::fromLatin1(host) + (port > 0 ? QStringLiteral(":%1").arg(port) : QString()) +

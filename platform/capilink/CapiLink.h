@@ -31,8 +31,9 @@ struct CapiServer {
 
     // "fritzbox at 127.0.0.1:5031", or "libcapi20's own configuration".
     QString describe() const;
-    // The server in words of no language, for the status bar: "192.168.178.1:5031 (fritzbox)", the
-    // driver alone without a host, "libcapi20" without a driver.
+    // The server in words of no language, for the status bar and the notice of a start that waits for
+    // it: "192.168.178.1:5031 (fritzbox)", the driver alone without a host, libcapi20 and its
+    // configuration files without a driver.
     QString name() const;
 };
 
