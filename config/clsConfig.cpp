@@ -1,5 +1,6 @@
 #include "config/clsConfig.h"
 
+#include "platform/FileNames.h"
 #include "platform/profile/ProfileStore.h"
 #include "shell/base/ListItems.h"
 #include "shell/base/Settings.h"
@@ -209,7 +210,10 @@ clsConfig::clsConfig(const Settings& settings, ProfileStore* profiles, QString f
 QString clsConfig::FilePath() const {
     if (m_fileName.isEmpty())
         return {};
-    return m_folder.isEmpty() ? m_fileName : QDir(m_folder).filePath(m_fileName);
+    if (m_folder.isEmpty() || m_fileName.contains(QLatin1Char('/')))
+        return QDir(m_folder).filePath(m_fileName);
+    // A set brought from Windows may spell its file's name in another case than the settings do.
+    return PathInFolder(m_folder, m_fileName);
 }
 
 int clsConfig::element(Field field, int index) const {

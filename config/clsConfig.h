@@ -108,7 +108,7 @@ public:
     QString FileName() const { return m_fileName; }
     // Blanks on both sides are trimmed.
     void setFileName(const QString& fileName) { m_fileName = fileName.trimmed(); }
-    // The set's file with its folder; empty when the set has none.
+    // The set's file with its folder, found without regard to case; empty when the set has none.
     QString FilePath() const;
 
     // A field's value. An index outside the field's range throws std::out_of_range. For the Eurit 20

@@ -396,8 +396,8 @@ TEST(MainStart, TheConfigurationSetsComeFromTheirFilesAndDecideWhichCallsRing) {
         EXPECT_TRUE(QFile::exists(t.dir.filePath(S("KonfMorva"))));
         EXPECT_TRUE(QFile::exists(t.dir.filePath(S("Konfig1.txt"))));
         const QStringList log = t.logLines(S("debug.txt"));
-        EXPECT_TRUE(log.filter(S("Konfiguration Konfig_create Begin")).size() == 1);
-        EXPECT_TRUE(log.filter(S("Konfiguration Konfig_create End")).size() == 1);
+        EXPECT_EQ(log.filter(S("Konfiguration Konfig_create Begin")).size(), 1);
+        EXPECT_EQ(log.filter(S("Konfiguration Konfig_create End")).size(), 1);
         t.stop();
         EXPECT_EQ(t.ini("Konfig", "Anzahl"), S("2"));
         EXPECT_EQ(t.ini("Konfig", "KonfigName2"), S("Konfig1.txt"));
