@@ -1,6 +1,6 @@
 #include "serial/CallCommands.h"
 
-#include "config/clsConfig.h"
+#include "config/colConfig.h"
 #include "lines/capi/CtiBinding.h"
 #include "numbers/Num_module.h"
 #include "numbers/modVorwahlen.h"

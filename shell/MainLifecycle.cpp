@@ -90,6 +90,7 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     step("Main Form_Load:Phonebooks_create");
     m_program.Phonebooks().state().lastRunFailed = m_bLastRunFailed;
     m_program.Phonebooks().Phonebooks_create();
+    m_program.Konfigurationen().Konfig_create();
     m_program.Phonebooks().Vorwahlen.LoadCarriers();
     m_program.callLog().SEZGDBOpen();
     if (!lineStarts([this] { return m_program.cti().CtiInit(); }))
@@ -244,6 +245,7 @@ bool MainLifecycle::Form_QueryUnload() {
     step("Main Form_QueryUnload: Phonebooks_destroy");
     m_program.Phonebooks().Phonebooks_destroy();
     step("Main Form_QueryUnload: Konfig_destroy");
+    m_program.Konfigurationen().Konfig_destroy();
     step("Main Form_QueryUnload: SEZGDB_Exit");
     m_program.callLog().SEZGDBClose();
     step("Main Form_QueryUnload: Zeitsteuerung_Destroy");

@@ -10,7 +10,13 @@
 
 Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir)
     : m_clock(clock), m_dataDir(dataDir), m_profiles(&clock), m_registry(m_profiles, RegistryPath(dataDir)),
-      m_logs(clock, m_settings, dataDir), m_dialogs(m_logs), m_Konfigurationen(m_language),
+      m_logs(clock, m_settings, dataDir), m_dialogs(m_logs),
+      m_Konfigurationen(ConfigDependencies{.settings = m_settings,
+                                           .language = m_language,
+                                           .logs = m_logs,
+                                           .profiles = m_profiles,
+                                           .dataFolder = dataDir,
+                                           .iniPath = IniPath(dataDir)}),
       m_Phonebooks(PhonebookDependencies{.store = m_store,
                                          .settings = m_settings,
                                          .logs = m_logs,

@@ -6,7 +6,7 @@
 
 #include "automation/ActionRules.h"
 #include "calllog/modEZGDB.h"
-#include "config/clsConfig.h"
+#include "config/colConfig.h"
 #include "lines/answering/AnsweringMachine.h"
 #include "lines/capi/CtiBinding.h"
 #include "lines/sound/SoundEngine.h"

@@ -1,6 +1,6 @@
 #include "lines/capi/CtiBinding.h"
 
-#include "config/clsConfig.h"
+#include "config/colConfig.h"
 #include "lines/answering/AnsweringMachine.h"
 #include "lines/sound/SoundEngine.h"
 #include "platform/Process.h"

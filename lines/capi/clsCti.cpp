@@ -1,6 +1,6 @@
 #include "lines/capi/clsCti.h"
 
-#include "config/clsConfig.h"
+#include "config/colConfig.h"
 #include "lines/answering/AnsweringMachine.h"
 #include "lines/capi/modCtiDef.h"
 #include "lines/sound/SoundEngine.h"

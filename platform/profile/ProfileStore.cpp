@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QSaveFile>
+#include <QSet>
 #include <QStringDecoder>
 
 #include <sys/stat.h>
@@ -393,45 +394,101 @@ QStringList ProfileStore::SectionKeys(const QString& section, const QString& fil
     return keys;
 }
 
-bool ProfileStore::WritePrivateProfileString(const QString& section, const QString& key, const QString& value,
-                                             const QString& file) {
-    const QString sectionName = section.trimmed();
-    const QString keyName = key.trimmed();
-    if (!writableName(sectionName, false) || !writableName(keyName, true))
-        return false;
-    // A value ends at a NUL, as the C string it was; a line break would split the line, and another
-    // control character would make the file read as damaged.
+namespace {
+
+// A value ends at a NUL, as the C string it was; a line break would split the line, and another control
+// character would make the file read as damaged.
+QString writableValue(const QString& value) {
     QString text = value.left(value.indexOf(QChar(u'\0')));
     for (QChar& c : text) {
         if (c == u'\r' || isBroken(c))
             c = u' ';
     }
-    const QString folded = fold(keyName);
+    return text;
+}
+
+} // namespace
+
+bool ProfileStore::WritePrivateProfileString(const QString& section, const QString& key, const QString& value,
+                                             const QString& file) {
+    return WritePrivateProfileStrings({{section, key, value}}, file);
+}
+
+bool ProfileStore::WritePrivateProfileStrings(const std::vector<KeyValue>& values, const QString& file) {
+    for (const KeyValue& v : values)
+        if (!writableName(v.section.trimmed(), false) || !writableName(v.key.trimmed(), true))
+            return false;
 
     return modify(file, [&](ParsedFile& f) {
-        const ParsedFile::Section* found = f.find(sectionName);
-        if (value.isNull()) {
-            for (int i = found ? found->end - 1 : -1; found && i > found->header; --i) {
-                const LineInfo info = classify(f.lines[i]);
-                if (info.kind == LineInfo::Key && fold(info.name) == folded)
-                    f.lines.removeAt(i);
+        // Keys that exist are changed in place, which moves no line; removals and new keys are gathered
+        // per section and applied after, one section at a time.
+        struct Pending {
+            QString section;
+            QStringList added;         // new key lines in the order given
+            QSet<QString> addedKeys;   // their folded names, so a key given twice is added once
+            QSet<QString> removedKeys; // folded names of keys to remove
+        };
+        QList<Pending> pending;
+        const auto pendingOf = [&](const QString& section) -> Pending& {
+            const QString folded = fold(section);
+            for (Pending& p : pending)
+                if (fold(p.section) == folded)
+                    return p;
+            pending.append({section, {}, {}, {}});
+            return pending.last();
+        };
+        for (const KeyValue& v : values) {
+            const QString sectionName = v.section.trimmed();
+            const QString keyName = v.key.trimmed();
+            const QString folded = fold(keyName);
+            const ParsedFile::Section* found = f.find(sectionName);
+            const int line = found ? found->keys.value(folded, -1) : -1;
+            if (v.value.isNull()) {
+                if (found)
+                    pendingOf(sectionName).removedKeys.insert(folded);
+                continue;
             }
-            return;
+            const QString text = writableValue(v.value);
+            if (line >= 0) {
+                const LineInfo info = classify(f.lines[line]);
+                if (info.value != text) // an unchanged value keeps its line as the user formatted it
+                    f.lines[line] = info.name.toString() + QLatin1Char('=') + text;
+                continue;
+            }
+            Pending& p = pendingOf(sectionName);
+            if (!p.addedKeys.contains(folded)) {
+                p.addedKeys.insert(folded);
+                p.added << keyName + QLatin1Char('=') + text;
+            } else {
+                // The same new key again: the last value given wins, as with single writes.
+                for (QString& added : p.added)
+                    if (fold(classify(added).name) == folded)
+                        added = keyName + QLatin1Char('=') + text;
+            }
         }
-        if (!found) {
-            f.lines << QLatin1Char('[') + sectionName + QLatin1Char(']') << keyName + QLatin1Char('=') + text;
-            return;
+        for (const Pending& p : pending) {
+            f.index();
+            const ParsedFile::Section* found = f.find(p.section);
+            if (!found) {
+                if (!p.added.isEmpty())
+                    f.lines << QLatin1Char('[') + p.section + QLatin1Char(']') << p.added;
+                continue;
+            }
+            const int header = found->header;
+            int end = found->end;
+            for (int i = end - 1; i > header && !p.removedKeys.isEmpty(); --i) {
+                const LineInfo info = classify(f.lines[i]);
+                if (info.kind == LineInfo::Key && p.removedKeys.contains(fold(info.name))) {
+                    f.lines.removeAt(i);
+                    --end;
+                }
+            }
+            int at = end;
+            while (at > header + 1 && f.lines[at - 1].trimmed().isEmpty())
+                --at;
+            for (int i = 0; i < p.added.size(); ++i)
+                f.lines.insert(at + i, p.added[i]);
         }
-        if (const int line = found->keys.value(folded, -1); line >= 0) {
-            const LineInfo info = classify(f.lines[line]);
-            if (info.value != text) // an unchanged value keeps its line as the user formatted it
-                f.lines[line] = info.name.toString() + QLatin1Char('=') + text;
-            return;
-        }
-        int at = found->end;
-        while (at > found->header + 1 && f.lines[at - 1].trimmed().isEmpty())
-            --at;
-        f.lines.insert(at, keyName + QLatin1Char('=') + text);
     });
 }
 

@@ -86,6 +86,16 @@ public:
     // nothing does not touch the file and succeeds.
     bool WritePrivateProfileString(const QString& section, const QString& key, const QString& value,
                                    const QString& file);
+    // Writes many keys in one replacement of the file, each as WritePrivateProfileString would (a null
+    // value removes its key): a key that exists keeps its line, new keys go to the end of their section in
+    // the order given, new sections to the end of the file. Costs one pass over the file, where as many
+    // single writes would each copy and index the whole file. False as a single write would be.
+    struct KeyValue {
+        QString section;
+        QString key;
+        QString value;
+    };
+    bool WritePrivateProfileStrings(const std::vector<KeyValue>& values, const QString& file);
     // Removes a whole section.
     bool DeleteSection(const QString& section, const QString& file);
     // Every key of a section in file order (for sections with numbered keys); a key that repeats is

@@ -2,7 +2,7 @@
 
 #include "automation/ActionRules.h"
 #include "calllog/modEZGDB.h"
-#include "config/clsConfig.h"
+#include "config/colConfig.h"
 #include "numbers/Num_module.h"
 #include "phonebook/colPhonebook.h"
 #include "platform/Clock.h"

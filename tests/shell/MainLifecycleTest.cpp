@@ -384,3 +384,45 @@ TEST(MainWindowPlace, AWindowOnAnyScreenStaysAndOneOnNoScreenComesOntoThePrimary
     ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
     EXPECT_EQ(t.host.window.topLeft(), QPoint(2000, 400));
 }
+
+// The configuration sets start and stop with the program: a first start writes set 1 ("KonfMorva") and
+// a new second set; the own numbers typed into set 1's file decide which calls ring and how the panel
+// names them.
+TEST(MainStart, TheConfigurationSetsComeFromTheirFilesAndDecideWhichCallsRing) {
+    {
+        Lifecycle t;
+        t.setIni("Setup", "ErrorLog", S("1"));
+        ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
+        EXPECT_TRUE(QFile::exists(t.dir.filePath(S("KonfMorva"))));
+        EXPECT_TRUE(QFile::exists(t.dir.filePath(S("Konfig1.txt"))));
+        const QStringList log = t.logLines(S("debug.txt"));
+        EXPECT_EQ(log.filter(S("Konfiguration Konfig_create Begin")).size(), 1);
+        EXPECT_EQ(log.filter(S("Konfiguration Konfig_create End")).size(), 1);
+        t.stop();
+        EXPECT_EQ(t.ini("Konfig", "Anzahl"), S("2"));
+        EXPECT_EQ(t.ini("Konfig", "KonfigName2"), S("Konfig1.txt"));
+    }
+
+    Lifecycle t;
+    QFile set(t.dir.filePath(S("KonfMorva")));
+    ASSERT_TRUE(set.open(QIODevice::WriteOnly));
+    set.write("[MSN]\r\nstrMSN1=5551\r\nexMSN1=-1\r\nstrMSNText1=B\xfcro\r\nexMSNText1=-1\r\n"); // as Windows
+                                                                                                 // wrote it
+    set.close();
+    ASSERT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
+
+    t.ring("891234567", "5559", true);
+    EXPECT_EQ(t.call().CallState, StateIdle) << "a call to another MSN is not alerted";
+    t.line->farEndHangsUp();
+    t.settle();
+
+    t.ring("891234567", "5551", true);
+    EXPECT_EQ(t.call().CallState, StateIncomingRinging);
+    EXPECT_EQ(t.call().panel().lblMSN, S("Büro"));
+    t.line->farEndHangsUp();
+    t.settle();
+    const std::vector<EZGRecord> records = CallLogRecords(*t.program);
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].MSN, S("5551")) << "the log keeps the number and names it when it shows it";
+    t.stop();
+}

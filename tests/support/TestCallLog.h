@@ -4,7 +4,7 @@
 // sets, with the main window's list of new calls.
 
 #include "calllog/modEZGDB.h"
-#include "config/clsConfig.h"
+#include "config/colConfig.h"
 #include "shell/base/ListItems.h"
 #include "tests/support/TestBooks.h"
 
@@ -18,7 +18,12 @@ struct TestCallLog : TestBooks {
 
     std::vector<EZGRecord> CallLogRecords() { return ::CallLogRecords(store, callLog); }
 
-    colConfig Konfigurationen{language};
+    colConfig Konfigurationen{ConfigDependencies{.settings = settings,
+                                                 .language = language,
+                                                 .logs = logs,
+                                                 .profiles = profiles,
+                                                 .dataFolder = dir.path(),
+                                                 .iniPath = iniPath()}};
     modEZGDB callLog;
     ListItems lvListAnrufe;
 };

@@ -4,11 +4,12 @@
 // logs, configuration sets, sound engine and answering machine it needs, and a call record whose display
 // side records what the binding asks of it. No call log, no phonebooks, no window.
 
-#include "config/clsConfig.h"
+#include "config/colConfig.h"
 #include "lines/answering/AnsweringMachine.h"
 #include "lines/capi/CtiBinding.h"
 #include "lines/sound/SoundEngine.h"
 #include "platform/Clock.h"
+#include "platform/profile/ProfileStore.h"
 #include "shell/base/CallRecord.h"
 #include "shell/base/Language.h"
 #include "shell/base/Logs.h"
@@ -81,7 +82,13 @@ struct TestLine {
     Settings settings;
     Language language;
     Logs logs{clock, settings, dir.path()};
-    colConfig Konfigurationen{language};
+    ProfileStore profiles{&clock};
+    colConfig Konfigurationen{ConfigDependencies{.settings = settings,
+                                                 .language = language,
+                                                 .logs = logs,
+                                                 .profiles = profiles,
+                                                 .dataFolder = dir.path(),
+                                                 .iniPath = dir.filePath(QStringLiteral("Morva.ini"))}};
     SoundEngine sound{dir.path()};
     AnsweringMachine machine;
     RecordingDisplay call{clock};

@@ -134,6 +134,27 @@ TEST_F(ProfileStoreTest, WritesKeepOrderCommentsUnknownKeysAndLineEndings) {
     EXPECT_FALSE(write(QStringLiteral("x]y"), QStringLiteral("a"), QStringLiteral("1")));
 }
 
+TEST_F(ProfileStoreTest, ManyKeysInOneWriteActAsSingleWritesInOrder) {
+    put("[MSN]\r\nstrMSN1=1\r\n; mine\r\nOld=x\r\n\r\n[Sonst]\r\nintCLIR=0\r\n");
+    const std::vector<ProfileStore::KeyValue> keys = {
+        {QStringLiteral("MSN"), QStringLiteral("strMSN1"), QStringLiteral("5551")},
+        {QStringLiteral("MSN"), QStringLiteral("exMSN1"), QStringLiteral("-1")},
+        {QStringLiteral("Ziel"), QStringLiteral("strZielwahl0"), QString::fromUtf8("Büro")},
+        {QStringLiteral("msn"), QStringLiteral("OLD"), QString()},
+        {QStringLiteral("Sonst"), QStringLiteral("INTclir"), QStringLiteral("1")},
+        {QStringLiteral("MSN"), QStringLiteral("strMSN2"), QStringLiteral("")},
+        {QStringLiteral("Ziel"), QStringLiteral("exZielwahl0"), QStringLiteral("0")},
+    };
+    EXPECT_TRUE(m_store.WritePrivateProfileStrings(keys, path()));
+    EXPECT_EQ(contents(),
+              "[MSN]\r\nstrMSN1=5551\r\n; mine\r\nexMSN1=-1\r\nstrMSN2=\r\n\r\n[Sonst]\r\nintCLIR=1\r\n"
+              "[Ziel]\r\nstrZielwahl0=B\xc3\xbcro\r\nexZielwahl0=0\r\n");
+    EXPECT_EQ(str(QStringLiteral("MSN"), QStringLiteral("strMSN2")), QString())
+        << "an empty value is a value";
+    EXPECT_FALSE(
+        m_store.WritePrivateProfileStrings({{kSetup, QStringLiteral("a=b"), QStringLiteral("1")}}, path()));
+}
+
 TEST_F(ProfileStoreTest, RemovingAKeyAndASection) {
     put("[Actions]\nAnzahl=2\nAction1 Nbst=1\nanzahl=9\n\n[Main]\nS00=700\n[actions]\nAction2 Typ=8\n");
     EXPECT_TRUE(write(QStringLiteral("Actions"), QStringLiteral("ANZAHL"), QString()));
