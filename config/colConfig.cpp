@@ -5,6 +5,7 @@
 #include "shell/base/Language.h"
 #include "shell/base/Logs.h"
 
+#include <QFile>
 #include <QFileInfo>
 
 #include <exception>
@@ -67,6 +68,7 @@ void colConfig::Konfig_create() {
             m_deps.profiles.GetPrivateProfileInt(KonfigSection, QStringLiteral("Anzahl"), 0, m_deps.iniPath);
         if (anzahl < 1) {
             clsConfig& added = Add(m_deps.language.LanguageString(5201), GetNewFileName());
+            keepAside(added.FilePath());
             added.Save();
         } else {
             for (int n = 2; n <= anzahl; ++n) {
@@ -84,6 +86,21 @@ void colConfig::Konfig_create() {
         return;
     }
     m_deps.logs.Log_Write(QStringLiteral("Konfiguration Konfig_create End"));
+}
+
+void colConfig::keepAside(const QString& path) {
+    // A set of an earlier installation (its settings file gone, its set files still there) is never
+    // written over: it is kept as "<name>.old", or "<name>.old2" ... when that is taken too.
+    if (path.isEmpty() || !QFileInfo::exists(path))
+        return;
+    QString kept = path + QStringLiteral(".old");
+    for (int n = 2; QFileInfo::exists(kept); ++n)
+        kept = path + QStringLiteral(".old%1").arg(n);
+    if (QFile::rename(path, kept))
+        m_deps.logs.ErrorLog(QStringLiteral("%1 belongs to no set of Morva.ini: kept as %2").arg(path, kept));
+    else
+        m_deps.logs.ErrorLog(
+            QStringLiteral("%1 could not be kept aside before a new set took its name").arg(path));
 }
 
 void colConfig::Konfig_destroy() {
@@ -118,10 +135,12 @@ clsConfig* colConfig::Item(const QString& key) {
     return nullptr;
 }
 
-void colConfig::Remove(int index) {
+bool colConfig::Remove(int index) {
+    // Set 1 mirrors the devices and is never removed.
     if (index <= 1 || index > Count())
-        throw std::out_of_range("colConfig::Remove: no such set");
+        return false;
     m_sets.erase(m_sets.begin() + (index - 2));
+    return true;
 }
 
 void colConfig::Remove(const QString& key) {

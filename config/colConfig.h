@@ -47,8 +47,9 @@ public:
     const clsConfig& Item(int index) const;
     clsConfig* Item(const QString& key);
     int Count() const { return 1 + int(m_sets.size()); }
-    // Takes a set out; its file stays on disk. Set 1 is never removed.
-    void Remove(int index);
+    // Takes a set out; its file stays on disk. Set 1 is never removed: false for it and for an index of
+    // no set.
+    bool Remove(int index);
     void Remove(const QString& key);
     // "Konfig<n>.txt" with the lowest n from 1 that no set's file uses.
     QString GetNewFileName() const;
@@ -72,6 +73,8 @@ public:
     QString trlMSNName(const QString& msn, bool allowWildCard) const;
 
 private:
+    // Renames a file in the way of a new set aside, so that a set of an earlier installation is kept.
+    void keepAside(const QString& path);
     struct Entry {
         std::unique_ptr<clsConfig> set;
         QString key;

@@ -74,6 +74,22 @@ TEST(Konfig_create, AFirstStartWritesSetOneAndANewSecondSet) {
     EXPECT_TRUE(log[1].endsWith(QStringLiteral("Konfiguration Konfig_create End")));
 }
 
+TEST(Konfig_create, AFirstStartKeepsASetFileOfAnEarlierInstallation) {
+    Sets t;
+    const QByteArray earlier = "[Sonst]\nintContrast=3\n";
+    for (const QString& name : {QStringLiteral("Konfig1.txt"), QStringLiteral("Konfig1.txt.old")}) {
+        QFile file(t.path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(earlier);
+    }
+    t.configs.Konfig_create();
+    ASSERT_EQ(t.configs.Count(), 2);
+    EXPECT_EQ(t.configs.Item(2).FileName(), QStringLiteral("Konfig1.txt"));
+    QFile kept(t.path(QStringLiteral("Konfig1.txt.old2")));
+    ASSERT_TRUE(kept.open(QIODevice::ReadOnly)) << "the earlier set is kept beside the new one";
+    EXPECT_EQ(kept.readAll(), earlier);
+}
+
 TEST(Konfig_create, ReadsTheListedSetsAndTheStopWritesThemBack) {
     Sets t;
     t.writeIni(QStringLiteral("Anzahl"), QStringLiteral("4"));
@@ -112,7 +128,10 @@ TEST(Konfig_create, ACountOfOneGivesSetOneAlone) {
     t.writeIni(QStringLiteral("Anzahl"), QStringLiteral("1"));
     t.configs.Konfig_create();
     EXPECT_EQ(t.configs.Count(), 1);
-    EXPECT_THROW(t.configs.Remove(1), std::out_of_range) << "set 1 is never removed";
+    const int count = t.configs.Count();
+    EXPECT_FALSE(t.configs.Remove(1)) << "set 1 is never removed";
+    EXPECT_FALSE(t.configs.Remove(count + 1));
+    EXPECT_EQ(t.configs.Count(), count);
 }
 
 TEST(colConfig, GetNewFileNameTakesTheLowestFreeNumber) {
