@@ -299,18 +299,20 @@ void clsConfig::Assign(Field field, int index, int value) {
         noteChange();
 }
 
-bool clsConfig::ex(Field field, int index) const {
+void clsConfig::checkFlagged(Field field, int index) const {
     element(field, index);
     if (!Info(field).flag)
         throw std::logic_error("clsConfig: field without flags");
+}
+
+bool clsConfig::ex(Field field, int index) const {
+    checkFlagged(field, index);
     std::lock_guard lock(m_mutex);
     return at(field).ex[std::size_t(index)];
 }
 
 void clsConfig::setEx(Field field, int index, bool value) {
-    element(field, index);
-    if (!Info(field).flag)
-        throw std::logic_error("clsConfig: field without flags");
+    checkFlagged(field, index);
     {
         std::lock_guard lock(m_mutex);
         bool& flag = at(field).ex[std::size_t(index)];
@@ -322,17 +324,13 @@ void clsConfig::setEx(Field field, int index, bool value) {
 }
 
 bool clsConfig::ch(Field field, int index) const {
-    element(field, index);
-    if (!Info(field).flag)
-        throw std::logic_error("clsConfig: field without flags");
+    checkFlagged(field, index);
     std::lock_guard lock(m_mutex);
     return at(field).ch[std::size_t(index)];
 }
 
 void clsConfig::setCh(Field field, int index, bool value) {
-    element(field, index);
-    if (!Info(field).flag)
-        throw std::logic_error("clsConfig: field without flags");
+    checkFlagged(field, index);
     std::lock_guard lock(m_mutex);
     at(field).ch[std::size_t(index)] = value; // in memory only: no write
 }

@@ -193,6 +193,8 @@ private:
     // The element a read or write of `field` at `index` goes to, after the range check and the Eurit 20's
     // one melody and volume; -1 when the model keeps none.
     int element(Field field, int index) const;
+    // The checks of element, and that the field has ex and ch flags.
+    void checkFlagged(Field field, int index) const;
     Values& at(Field field) { return m_values[std::size_t(field)]; }
     const Values& at(Field field) const { return m_values[std::size_t(field)]; }
     // Plain stores, no rule; the caller holds m_mutex.
