@@ -85,6 +85,8 @@ public:
     // Puts the number on top; one already in the list moves there. Empty or non-numeric text is ignored.
     // Returns true when the list changed.
     bool RememberNumber(const QString& number);
+    // Takes the number out of the list; false when it was not in it.
+    bool Remove(const QString& number) { return m_numbers.removeOne(number); }
     const QStringList& numbers() const { return m_numbers; }
     void clear() { m_numbers.clear(); }
 

@@ -97,10 +97,8 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
         return StartResult::LineFailed;
     m_host.setEventTimer(true);
 
-    // 17: the view and the width of the extended window.
-    m_bShowQuick = iniInt(MainSection, "ShowQuick", 0) != 0;
-    m_bShowMSNSelect = iniInt(MainSection, "ShowMSNSelect", 0) != 0;
-    m_bShowProviderSelect = iniInt(MainSection, "ShowProviderSelect", 0) != 0;
+    // 17: the view, the carrier of the last run, and the width of the extended window.
+    m_program.view().Load();
     m_widthEx = iniInt(MainSection, "WidthEx", DefaultWidthEx);
 
     // 18
@@ -114,8 +112,11 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     m_program.call().Eurit_ShowCallState(-1);
 
     step("Main Form_Load:Monitor Tray");
+    if (m_program.settings().MonitorInTray == 1)
+        m_host.TrayAdd();
     step("Main Form_Load:Tabstrip_click");
-    m_program.callLog().ShowRecentNewCalls(m_program.lvListAnrufe());
+    m_program.lists().RefreshCalls();
+    m_host.showLists();
     step("Main Form_Load:Language");
     m_host.applyLanguage();
     step("Main Form_Load:Show");
@@ -222,9 +223,8 @@ bool MainLifecycle::Form_QueryUnload() {
         saveWindowPosition();
     }
     step("Main Form_QueryUnload: Save Mainstate, Provider, coloumns");
-    writeIni(MainSection, "ShowQuick", QString::number(int(m_bShowQuick)));
-    writeIni(MainSection, "ShowMSNSelect", QString::number(int(m_bShowMSNSelect)));
-    writeIni(MainSection, "ShowProviderSelect", QString::number(int(m_bShowProviderSelect)));
+    m_program.view().Save();
+    m_host.saveColumnWidths();
     step("Main Form_QueryUnload: Wmport exit");
     step("Main Form_QueryUnload: UnloadfrmPhone");
     step("Main Form_QueryUnload: Unload frmEZG");

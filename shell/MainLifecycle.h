@@ -41,6 +41,12 @@ public:
     virtual bool waitForLine(int seconds) = 0;
     // The line started, or the start gave up: the notice of the wait goes.
     virtual void lineWaitOver() = 0;
+    // The tray icon, when the settings want it ("Monitor im Tray").
+    virtual void TrayAdd() {}
+    // The lists: the selected tab filled, the columns and their widths, the view applied.
+    virtual void showLists() {}
+    // The column widths of the calls list and of the selected tab into the settings.
+    virtual void saveColumnWidths() {}
 };
 
 // Where the main window goes: its place from the settings, `wanted`, when it lies on one of the screens
@@ -105,7 +111,4 @@ private:
     bool m_stopRequested = false;
     bool m_waitForLine = false;
     int m_widthEx = DefaultWidthEx;
-    bool m_bShowQuick = false;
-    bool m_bShowMSNSelect = false;
-    bool m_bShowProviderSelect = false;
 };

@@ -45,24 +45,28 @@ Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QSt
                                     [this] {
                                         return m_sound.DefaultSoundPath;
                                     }}),
+      m_lists(m_Phonebooks, m_callLog, m_lastNumbers, m_profiles, IniPath(dataDir), m_language, m_dialogs),
       m_actions(m_settings), m_settingsStore(m_profiles, m_registry, IniPath(dataDir), m_settings,
                                              m_lastNumbers, m_actions, m_language),
       m_sound(dataDir), m_call(clock, m_settings, m_language, m_Konfigurationen, m_Phonebooks, m_callLog,
                                m_actions, m_lastNumbers),
       m_line(std::move(line)), m_cti(*m_line, clock, m_settings, m_logs, m_call, m_call, m_Konfigurationen,
                                      m_sound, m_machine, dataDir),
-      m_commands(m_settings, m_call, m_call, m_cti, m_Konfigurationen, m_Phonebooks.Vorwahlen, nullptr) {
+      m_commands(m_settings, m_call, m_call, m_cti, m_Konfigurationen, m_Phonebooks.Vorwahlen, nullptr),
+      m_view(m_settings, m_Konfigurationen, m_Phonebooks.Vorwahlen, m_language, m_profiles,
+             IniPath(dataDir)) {
     // error.log is always written: a damaged settings file must not pass unnoticed when the debug log is off.
     m_profiles.problemReport = [this](const ProfileProblem& problem) {
         m_logs.ErrorLog(problem.text);
         noteSettingsProblem(problem);
     };
-    m_lvListAnrufe.setObjectName(QStringLiteral("lvListAnrufe"));
     m_actions.markNumberSeen = [this](const QString& number) {
-        m_callLog.SEZGMarkNumberSeen(number, m_lvListAnrufe);
+        m_callLog.SEZGMarkNumberSeen(number, m_lists.lvListAnrufe());
     };
     QObject::connect(&m_call, &Eurit30::callsListRefreshRequested, &m_call,
-                     [this] { m_callLog.ShowRecentNewCalls(m_lvListAnrufe); });
+                     [this] { m_lists.RefreshCalls(); });
+    QObject::connect(&m_call, &Eurit30::lastNumbersChanged, &m_call,
+                     [this] { m_lists.LastNumbersChanged(); });
 }
 
 void Program::loadSettings() {

@@ -16,8 +16,9 @@
 #include "platform/profile/ProfileStore.h"
 #include "platform/profile/RegistryFile.h"
 #include "serial/CallCommands.h"
+#include "shell/MainLists.h"
+#include "shell/MainView.h"
 #include "shell/base/Language.h"
-#include "shell/base/ListItems.h"
 #include "shell/base/Logs.h"
 #include "shell/base/Settings.h"
 #include "shell/base/UserDialogs.h"
@@ -90,8 +91,11 @@ public:
     colConfig& Konfigurationen() { return m_Konfigurationen; }
     colPhonebook& Phonebooks() { return m_Phonebooks; }
     modEZGDB& callLog() { return m_callLog; }
-    // The main window's list of new calls (its tab "LOG"): rows of the call log, tagged by record number.
-    ListItems& lvListAnrufe() { return m_lvListAnrufe; }
+    // The main window's lists and its view: the calls of its tab "LOG" are rows of the call log, tagged by
+    // record number.
+    MainLists& lists() { return m_lists; }
+    ListItems& lvListAnrufe() { return m_lists.lvListAnrufe(); }
+    MainView& view() { return m_view; }
     LastNumbers& lastNumbers() { return m_lastNumbers; }
     ActionRules& actions() { return m_actions; }
     SoundEngine& sound() { return m_sound; }
@@ -124,8 +128,8 @@ private:
     colConfig m_Konfigurationen;
     colPhonebook m_Phonebooks;
     modEZGDB m_callLog;
-    ListItems m_lvListAnrufe;
     LastNumbers m_lastNumbers;
+    MainLists m_lists;
     ActionRules m_actions;
     SettingsStore m_settingsStore;
     SoundEngine m_sound;
@@ -134,5 +138,6 @@ private:
     std::unique_ptr<CtiLibrary> m_line;
     CtiBinding m_cti;
     CallCommands m_commands;
+    MainView m_view;
     std::vector<SettingsProblem> m_settingsProblems;
 };

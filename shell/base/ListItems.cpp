@@ -28,16 +28,25 @@ bool ListItems::SetSmallIcon(int row, const QString& icon) {
 }
 
 void ListItems::Clear() {
-    beginResetModel();
-    m_items.clear();
+    // Rows go, the columns stay: a view keeps its column widths and order over a refill.
     m_selected = -1;
-    endResetModel();
+    if (m_items.empty())
+        return;
+    beginRemoveRows(QModelIndex(), 0, Count() - 1);
+    m_items.clear();
+    endRemoveRows();
 }
 
 void ListItems::AddColumn(Column column) {
     // Columns are set up once, on a new list: the views start over.
     beginResetModel();
     m_columns.push_back(std::move(column));
+    endResetModel();
+}
+
+void ListItems::SetColumns(std::vector<Column> columns) {
+    beginResetModel();
+    m_columns = std::move(columns);
     endResetModel();
 }
 

@@ -46,6 +46,8 @@ public:
 
     const std::vector<Column>& Columns() const { return m_columns; }
     void AddColumn(Column column);
+    // Replaces every column (a list that shows other rows under other headers).
+    void SetColumns(std::vector<Column> columns);
 
     int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     int columnCount(const QModelIndex& parent = QModelIndex()) const override;

@@ -1,29 +1,58 @@
 #pragma once
 
-// The main window: the status panel of the current call and the call buttons. It knows nothing of the
-// program behind it: it shows the panel and the line state it is given, speaks the language it is given,
-// and emits what the user wants (dial, answer, take over, hang up, an edited number). It owns the timers
-// of the line events and the call clock and emits their ticks. Its owner (ProgramWindows) wires it to the
-// program and lends it to the start and the stop; the action rules raise and minimise it
-// (WindowReactions).
+// The main window: the status panel of the current call, the call buttons, the carrier line, the bar of
+// own numbers, and the tabs with the quick-dial book, the recent calls and the last-used numbers; the
+// menus and the status bar. It knows nothing of the program behind it: it shows the panel, the lists, the
+// view and the line state it is given, speaks the language it is given, and emits what the user wants
+// (dial, answer, a command on a list row, a view toggled ...). It owns the timers of the line events and
+// the call clock and emits their ticks. Its owner (ProgramWindows) wires it to the program and lends it
+// to the start and the stop; the action rules raise and minimise it (WindowReactions).
 
 #include "automation/ActionRules.h"
+#include "shell/MainLists.h"
+#include "shell/MainView.h"
 #include "shell/base/UserDialogs.h"
 
 #include <QMainWindow>
 #include <QPointer>
 
 #include <functional>
+#include <vector>
 
 class Language;
+class ListItems;
 struct StatusPanel;
 class QAction;
+class QActionGroup;
 class QGroupBox;
 class QLabel;
 class QLineEdit;
+class QMenu;
 class QProgressBar;
+class QPushButton;
+class QStackedWidget;
+class QTabBar;
 class QTimer;
 class QToolBar;
+class QTreeView;
+class RowDragModel;
+
+// The drag and clipboard format of one phone number, beside plain text.
+inline constexpr char PhoneNumberMimeType[] = "application/x-naldaphonenumber";
+
+// The commands on a row of the lists (the context menu, the list toolbar and the keys).
+enum class ListCommand {
+    Dial,             // mnuKontextwählen, key d; double click on QUICK and LASTUSED
+    ToPhonebook,      // mnuKontextTophonebook, "GOTOBOOK", key p
+    Delete,           // mnuKontextDelete, "DELETE", Del
+    MarkRead,         // mnuKontextGelesen, "MARKREAD", key m
+    MarkAllRead,      // mnuKontextGelesenAll, "MARKALLREAD"
+    Play,             // mnuKontextPlayAnsage, "PLAY"; double click on LOG
+    Stop,             // "STOP"
+    DeleteSound,      // mnuKontextDeleteSound
+    DeleteSoundAll,   // mnuKontextDeleteSoundAll
+    MarkAndDeleteAll, // mnuKontextMarkandDeleteAll
+};
 
 class Main : public QMainWindow, public WindowReactions {
     Q_OBJECT
@@ -62,6 +91,34 @@ public:
     void showNormalAndFocus() override;
     void minimize() override;
 
+    // The lists the tabs show: lvListView for QUICK and LASTUSED, lvListAnrufe for LOG. `numberOfRow`
+    // gives the number of a row of the shown tab (copied, dragged).
+    void setLists(ListItems* lvListView, ListItems* lvListAnrufe,
+                  std::function<QString(int row)> numberOfRow);
+    // tbsTabStrip_Click's part of the window: the tab selected, its list shown with the column widths in
+    // pixels (0: fitted to the content), its commands in the toolbar and the context menu.
+    void showTab(MainTab tab, const std::vector<int>& widths);
+    MainTab currentTab() const;
+    // The column widths of the list that shows `tab`, in pixels, in the order of its columns.
+    std::vector<int> columnWidths(MainTab tab) const;
+    // The row the user works on in the shown list, -1 for none.
+    int currentRow() const;
+    // Me_ApplyView's part of the window.
+    void applyView(const MainViewState& view);
+    // The carrier button: the display text of the carrier, "---" for none.
+    void showCarrier(const QString& caption);
+    QPushButton* cmdProvider() const { return m_cmdProvider; }
+    QMenu* M_Eurit() const { return m_M_Eurit; }
+    // The status bar: the version in its first panel and the listening-in picture.
+    void Me_Set_Status(const QString& versionText, bool listenIn);
+    // A transfer with the telephone runs (`transferKind` not 0): the call commands and the number are off
+    // until it ends. `otherWindowOpen` says whether a window that keeps the focus is open.
+    void Me_EnableDisableDial(int transferKind);
+    void setOtherWindowOpen(std::function<bool()> open) { m_otherWindowOpen = std::move(open); }
+    // Whether a recording can be played (the play window); off, the play commands stay disabled.
+    void setPlayAvailable(bool available);
+    void setTxtNumber(const QString& number);
+
 Q_SIGNALS:
     void dialRequested(const QString& number);
     void answerRequested();
@@ -69,6 +126,26 @@ Q_SIGNALS:
     void hangupRequested();
     // The user edited txtNumber.
     void numberEdited(const QString& text);
+    // The user chose a tab; the window shows it once showTab comes.
+    void tabSelected(MainTab tab);
+    // A command on a row of the shown list (-1: no row selected).
+    void listCommand(ListCommand command, int row);
+    void refreshRequested();
+    void extendedViewToggled();
+    void msnBarToggled();
+    void carrierLineToggled();
+    // The own number for outgoing calls, 1 to 5.
+    void dialMSNChosen(int index);
+    // cmdProvider pressed; mnuEuritSelProvider.
+    void carrierListRequested();
+    void selectCarrierRequested();
+    // The status bar's "AB" and "VOL" panels.
+    void listenInToggled();
+    void volumeRequested();
+    // The name of the call panel: edit its entry (double click, mnuMainEditEntry); dial its number
+    // (M_DialCurrentNumber).
+    void editShownEntryRequested();
+    void dialShownNumberRequested();
     // timerEifcCallback (100 ms) and timerZeitsteuerung (1000 ms).
     void eventTimerTicked();
     void clockTimerTicked();
@@ -78,14 +155,53 @@ public Q_SLOTS:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     QLabel* addField(class QGridLayout* grid, int row, const char* captionName, const char* fieldName);
     QAction* addButton(const char* key, const QIcon& icon);
+    QAction* addAction(QMenu* menu, const char* name, int string = 0);
+    void buildMenus();
+    void buildLists(QWidget* parent);
+    void buildStatusBar();
+    QTreeView* shownList() const;
+    bool listKey(QTreeView* list, class QKeyEvent* key);
+    bool numberDrop(QEvent* event);
+    void showContextMenu(const QPoint& at);
+    void updatePlayCommands();
+    void M_Wählen_Click();
+    QAction* action(const char* name) const;
 
     const Language& m_language;
     std::function<bool()> m_mayClose;
+    std::function<bool()> m_otherWindowOpen;
+    QMenu* m_M_Eurit = nullptr;
+    QMenu* m_mnuKontext = nullptr;
+    QMenu* m_Menu_frm = nullptr;
+    QToolBar* m_tbMSNSelect = nullptr;
+    QActionGroup* m_msnGroup = nullptr;
+    QToolBar* m_tbToolBar = nullptr;
+    QWidget* m_listArea = nullptr;
+    QTabBar* m_tbsTabStrip = nullptr;
+    QStackedWidget* m_listStack = nullptr;
+    QTreeView* m_lvListView = nullptr;
+    QTreeView* m_lvListAnrufe = nullptr;
+    RowDragModel* m_viewModel = nullptr;
+    RowDragModel* m_callsModel = nullptr;
+    ListItems* m_viewItems = nullptr;
+    ListItems* m_callsItems = nullptr;
+    std::function<QString(int)> m_numberOfRow;
+    QLabel* m_lblProvider = nullptr;
+    QPushButton* m_cmdProvider = nullptr;
+    QLabel* m_ZIEL = nullptr;
+    QLabel* m_VOL = nullptr;
+    QLabel* m_AB = nullptr;
+    QString m_versionText;
+    bool m_playAvailable = false;
+    int m_lastTransferKind = 0;
+    bool m_focusNumberLater = false;
+    int m_listsHeight = 0;
     QToolBar* m_tbrBigButtons = nullptr;
     QGroupBox* m_Frame1 = nullptr;
     QLabel* m_lblName = nullptr;

@@ -3,6 +3,8 @@
 #include "shell/Program.h"
 #include "shell/ui/LineWaitWindow.h"
 
+#include "lines/capi/clsCti.h"
+
 #include <QApplication>
 #include <QEventLoop>
 #include <QGuiApplication>
@@ -16,13 +18,55 @@ ProgramWindows::ProgramWindows(Program& program)
       m_lifecycle(program, *this, [this] { return m_instance.claim(); }) {
     // What the user wants of the call.
     CallCommands& commands = m_program.commands();
-    QObject::connect(&m_main, &Main::dialRequested, &m_main,
-                     [&commands](const QString& number) { commands.Eurit_Dial(number); });
+    QObject::connect(&m_main, &Main::dialRequested, &m_main, [this](const QString& number) { dial(number); });
     QObject::connect(&m_main, &Main::answerRequested, &m_main, [&commands] { commands.Eurit_Answer(); });
     QObject::connect(&m_main, &Main::takeOverRequested, &m_main, [&commands] { commands.Eurit_TakeOver(); });
     QObject::connect(&m_main, &Main::hangupRequested, &m_main, [&commands] { commands.Eurit_Hangup(); });
     Eurit30& call = m_program.call();
     QObject::connect(&m_main, &Main::numberEdited, &call, &Eurit30::setTxtNumber);
+
+    // The lists, the view, the own number and the carrier.
+    MainLists& lists = m_program.lists();
+    m_main.setLists(&lists.lvListView(), &lists.lvListAnrufe(),
+                    [&lists](int row) { return lists.RowNumber(lists.selected(), row); });
+    QObject::connect(&m_main, &Main::tabSelected, &m_main, [this](MainTab tab) { selectTab(tab); });
+    QObject::connect(&m_main, &Main::listCommand, &m_main,
+                     [this](ListCommand command, int row) { listCommand(command, row); });
+    QObject::connect(&m_main, &Main::refreshRequested, &m_main,
+                     [this] { selectTab(m_program.lists().selected()); });
+    MainView& view = m_program.view();
+    QObject::connect(&m_main, &Main::extendedViewToggled, &m_main,
+                     [this, &view] { applyView(view.mnuViewExtended_Click()); });
+    QObject::connect(&m_main, &Main::msnBarToggled, &m_main,
+                     [this, &view] { applyView(view.mnuViewMSNSelect_Click()); });
+    QObject::connect(&m_main, &Main::carrierLineToggled, &m_main,
+                     [this, &view] { applyView(view.mnuViewProvider_Click()); });
+    QObject::connect(&m_main, &Main::dialMSNChosen, &m_main, [this, &view](int index) {
+        if (view.mnuEuritUseMSNA_Click(index))
+            applyView(view.state());
+    });
+    modVorwahlen& carriers = m_program.Phonebooks().Vorwahlen;
+    carriers.cmdProviderChanged = [this, &carriers] {
+        m_main.showCarrier(carriers.cmdProvider.Caption);
+    };
+    QObject::connect(&m_main, &Main::carrierListRequested, &m_main, [this] { openCarrierList(); });
+    QObject::connect(&m_main, &Main::selectCarrierRequested, &m_main, [this, &view] {
+        applyView(view.ShowCarrierLine());
+        openCarrierList();
+    });
+    QObject::connect(&m_main, &Main::listenInToggled, &m_main, [this] {
+        if (clsCti* channel = m_program.cti().channel())
+            channel->setABMithören(!channel->ABMithören());
+        showStatus();
+    });
+    QObject::connect(&m_main, &Main::dialShownNumberRequested, &m_main, [this] {
+        const QString shown = m_program.call().ShownNumber;
+        m_main.setTxtNumber(shown);
+        m_program.call().setTxtNumber(shown);
+        dial(shown);
+    });
+    QObject::connect(&m_main, &Main::editShownEntryRequested, &m_main,
+                     [this] { m_program.Phonebooks().ShowEditWindowFree(m_program.call().ShownNumber); });
 
     // The timers drive the line events and the call clock.
     QObject::connect(&m_main, &Main::eventTimerTicked, &m_main, [this] { m_program.eventTick(); });
@@ -55,6 +99,7 @@ ProgramWindows::ProgramWindows(Program& program)
 
 ProgramWindows::~ProgramWindows() {
     delete m_lineWait;
+    m_program.Phonebooks().Vorwahlen.cmdProviderChanged = nullptr;
     m_main.setCloseQuery(nullptr);
     m_program.actions().setWindow(nullptr);
     m_program.commands().setShowMessage(nullptr);
@@ -122,6 +167,106 @@ void ProgramWindows::setEventTimer(bool on) {
 void ProgramWindows::applyLanguage() {
     m_main.Me_Set_Language();
     showLineState();
+    showStatus();
+}
+
+void ProgramWindows::showStatus() {
+    const clsCti* channel = m_program.cti().channel();
+    m_main.Me_Set_Status(m_lifecycle.VersionText(), channel && channel->ABMithören());
+}
+
+std::vector<int> ProgramWindows::twips(const std::vector<int>& pixels) const {
+    std::vector<int> result;
+    for (int width : pixels)
+        result.push_back(width * m_main.twipsPerPixel());
+    return result;
+}
+
+std::vector<int> ProgramWindows::pixels(const std::vector<int>& twips) const {
+    std::vector<int> result;
+    for (int width : twips)
+        result.push_back(width / m_main.twipsPerPixel());
+    return result;
+}
+
+void ProgramWindows::showLists() {
+    MainLists& lists = m_program.lists();
+    // The calls list keeps its own widths; the tab shown first is the first tab.
+    m_main.showTab(MainTab::Log, pixels(lists.ColumnWidths(MainTab::Log)));
+    lists.tbsTabStrip_Click(MainTab::Quick);
+    m_main.showTab(MainTab::Quick, pixels(lists.ColumnWidths(MainTab::Quick)));
+    m_main.showCarrier(m_program.Phonebooks().Vorwahlen.cmdProvider.Caption);
+    applyView(m_program.view().Me_ApplyView());
+}
+
+void ProgramWindows::saveColumnWidths() {
+    MainLists& lists = m_program.lists();
+    lists.SaveColumnWidths(MainTab::Log, twips(m_main.columnWidths(MainTab::Log)));
+    if (lists.selected() != MainTab::Log)
+        lists.SaveColumnWidths(lists.selected(), twips(m_main.columnWidths(lists.selected())));
+}
+
+void ProgramWindows::selectTab(MainTab tab) {
+    MainLists& lists = m_program.lists();
+    setWaitCursor(true);
+    const MainTab old = lists.selected();
+    lists.SaveColumnWidths(old, twips(m_main.columnWidths(old)));
+    lists.tbsTabStrip_Click(tab);
+    m_main.showTab(tab, pixels(lists.ColumnWidths(tab)));
+    setWaitCursor(false);
+}
+
+void ProgramWindows::applyView(const MainViewState& view) {
+    m_main.applyView(view);
+}
+
+void ProgramWindows::dial(const QString& number) {
+    m_program.commands().Eurit_Dial(number);
+}
+
+void ProgramWindows::openCarrierList() {
+    // The carrier window comes with its own change.
+}
+
+void ProgramWindows::listCommand(ListCommand command, int row) {
+    MainLists& lists = m_program.lists();
+    const MainTab tab = lists.selected();
+    switch (command) {
+    case ListCommand::Dial: {
+        const QString number = lists.RowNumber(tab, row);
+        if (number.isEmpty())
+            return;
+        m_main.setTxtNumber(number);
+        m_program.call().setTxtNumber(number);
+        dial(number);
+        return;
+    }
+    case ListCommand::ToPhonebook:
+        // The phonebook window opens on the digits of the number once it exists.
+        return;
+    case ListCommand::Delete:
+        lists.DeleteNumber(tab, row);
+        return;
+    case ListCommand::MarkRead:
+        lists.MarkRead(tab, row);
+        return;
+    case ListCommand::MarkAllRead:
+        lists.MarkAllRead(tab);
+        return;
+    case ListCommand::DeleteSound:
+        lists.DeleteSound(tab, row);
+        return;
+    case ListCommand::DeleteSoundAll:
+        lists.DeleteSoundAll(tab);
+        return;
+    case ListCommand::MarkAndDeleteAll:
+        lists.MarkAndDeleteAll(tab);
+        return;
+    case ListCommand::Play:
+    case ListCommand::Stop:
+        // The play window plays the recording once it exists (the commands stay disabled until then).
+        return;
+    }
 }
 
 void ProgramWindows::showMain() {

@@ -54,10 +54,21 @@ public:
     bool askLineRetry() override;
     bool waitForLine(int seconds) override;
     void lineWaitOver() override;
+    void showLists() override;
+    void saveColumnWidths() override;
 
 private:
     void showPanel();
     void showLineState();
+    void showStatus();
+    // tbsTabStrip_Click: the widths of the tab left kept, the new tab filled and shown.
+    void selectTab(MainTab tab);
+    void listCommand(ListCommand command, int row);
+    void applyView(const MainViewState& view);
+    void openCarrierList();
+    void dial(const QString& number);
+    std::vector<int> twips(const std::vector<int>& pixels) const;
+    std::vector<int> pixels(const std::vector<int>& twips) const;
 
     Program& m_program;
     Main m_main;
