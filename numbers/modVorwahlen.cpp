@@ -42,6 +42,15 @@ std::vector<Carrier> modVorwahlen::Carriers() const {
     return carriers();
 }
 
+CarrierWindowContent modVorwahlen::FillCarrierWindow() const {
+    CarrierWindowContent content;
+    // Slot 4 holds the newest carrier; the window lists it first.
+    for (size_t i = 0; i < content.recent.size(); ++i)
+        content.recent[i] = CarrierTable[content.recent.size() - 1 - i];
+    content.all = carriers();
+    return content;
+}
+
 QString modVorwahlen::StripCarrierPrefix(const QString& number, QString& text) const {
     if (!CarriersActive)
         return number;

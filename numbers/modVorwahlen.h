@@ -43,6 +43,13 @@ public:
     virtual std::vector<Carrier> ReadCarriers() const = 0;
 };
 
+// What the carrier window shows when it opens: the last four carriers chosen, the newest first (an empty
+// text for a slot not yet used), and every carrier of the macro book in file order.
+struct CarrierWindowContent {
+    std::array<QString, 4> recent;
+    std::vector<Carrier> all;
+};
+
 class modVorwahlen : public CarrierCodes {
 public:
     modVorwahlen(const CarrierSource& source, ProfileStore& profiles, const QString& iniPath);
@@ -64,6 +71,9 @@ public:
     void RememberCarrier(const QString& text);
     // The carriers in file order (the carrier window's list).
     std::vector<Carrier> Carriers() const;
+    // The carrier window's content as it stands now; the window is filled anew at each opening, so a
+    // carrier added to the macro book meanwhile is in it.
+    CarrierWindowContent FillCarrierWindow() const;
 
 private:
     const std::vector<Carrier>& carriers() const;

@@ -447,4 +447,53 @@ TEST(Carriers, ChosenCarrierGoesInFrontOfLongDistanceNumbersOnlyAndTheLastFourAr
     EXPECT_EQ(b.profiles.GetPrivateProfileString(S("Provider"), S("Last4"), {}, b.iniPath()), S("E"));
 }
 
+TEST(Carriers, TheWindowShowsTheNewestCarrierFirstAndTheMacroBookInFileOrderAsItIsAtEachOpening) {
+    Books b;
+    b.restart(); // seeded
+    for (const char* slot : {"1", "2", "3"})
+        b.profiles.WritePrivateProfileString(S("Provider"), S("Last") + S(slot), S("slot ") + S(slot),
+                                             b.iniPath());
+    modVorwahlen& carriers = b.set().Vorwahlen;
+    carriers.LoadCarriers();
+    CarrierWindowContent content = carriers.FillCarrierWindow();
+    const auto recent = [](const CarrierWindowContent& c) {
+        return QStringList(c.recent.begin(), c.recent.end());
+    };
+    EXPECT_EQ(recent(content), (QStringList{QString(), S("slot 3"), S("slot 2"), S("slot 1")}))
+        << "slot 4, the newest, is still empty";
+
+    // The seed's order, which is neither that of the codes nor that of the names.
+    const QStringList seeded{S("01010  TELEGLOBE"),   S("01011  o.tel.o"),      S("01019  MobilCom"),
+                             S("01033  Telekom"),     S("01070  Arcor"),        S("01018  Debitel"),
+                             S("01080  Telegate AG"), S("01090  Viag Intercom")};
+    const auto texts = [](const CarrierWindowContent& c) {
+        QStringList list;
+        for (const Carrier& carrier : c.all)
+            list << carrier.Text();
+        return list;
+    };
+    EXPECT_EQ(texts(content), seeded);
+    // Each carrier comes with the key that makes it the current one.
+    for (const Carrier& carrier : content.all) {
+        carriers.ShowCarrier(carrier.Text());
+        EXPECT_NE(carrier.Key, 0) << carrier.Text().toStdString();
+        EXPECT_EQ(carriers.cmdProvider.Tag, carrier.Key) << carrier.Text().toStdString();
+    }
+
+    for (const char* chosen : {"01019  MobilCom", "01033  Telekom", "---", "01019  MobilCom"})
+        carriers.RememberCarrier(S(chosen));
+    // Each new choice moves the slots down by one, the empty slot 4 too; a known one or "---" moves nothing.
+    EXPECT_EQ(recent(carriers.FillCarrierWindow()),
+              (QStringList{S("01033  Telekom"), S("01019  MobilCom"), QString(), S("slot 3")}));
+
+    // A carrier added to the macro book is in the window at its next opening, the last in the file.
+    b.add(b.book("MACRO"), S("Neu"), S("01077"));
+    EXPECT_EQ(texts(content), seeded) << "a window already filled keeps its content";
+    content = carriers.FillCarrierWindow();
+    EXPECT_EQ(texts(content), QStringList(seeded) << S("01077  Neu"));
+    carriers.ShowCarrier(S("01077  Neu"));
+    EXPECT_NE(content.all.back().Key, 0);
+    EXPECT_EQ(content.all.back().Key, carriers.cmdProvider.Tag);
+}
+
 } // namespace
