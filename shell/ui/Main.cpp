@@ -880,10 +880,14 @@ void Main::showTab(MainTab tab, const std::vector<int>& widths) {
     }
     for (int column = 0; column < list->model()->columnCount(); ++column) {
         const int width = column < int(widths.size()) ? widths[std::size_t(column)] : 0;
-        if (width > 0)
+        if (width > 0) {
             list->setColumnWidth(column, width);
-        else
+        } else {
+            // No width kept yet: as wide as the content, and room for a word at least.
             list->resizeColumnToContents(column);
+            list->setColumnWidth(
+                column, std::max(list->columnWidth(column), list->fontMetrics().averageCharWidth() * 10));
+        }
     }
     if (QAbstractItemModel* model = list->model(); model->rowCount() > 0 && !list->currentIndex().isValid())
         list->setCurrentIndex(model->index(0, 0));

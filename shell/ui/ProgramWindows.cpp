@@ -2,6 +2,7 @@
 
 #include "shell/Program.h"
 #include "shell/ui/LineWaitWindow.h"
+#include "shell/ui/frmProviders.h"
 
 #include "lines/capi/clsCti.h"
 
@@ -225,7 +226,14 @@ void ProgramWindows::dial(const QString& number) {
 }
 
 void ProgramWindows::openCarrierList() {
-    // The carrier window comes with its own change.
+    // The window is filled anew at each opening, so that a carrier added to the book is there.
+    modVorwahlen& carriers = m_program.Phonebooks().Vorwahlen;
+    auto* window = new frmProviders(carriers.FillCarrierWindow(), &m_main);
+    QObject::connect(window, &frmProviders::carrierChosen, &m_main, [&carriers](const QString& text) {
+        carriers.RememberCarrier(text);
+        carriers.ShowCarrier(text);
+    });
+    window->popupUnder(m_main.cmdProvider());
 }
 
 void ProgramWindows::listCommand(ListCommand command, int row) {
