@@ -964,8 +964,9 @@ void Main::applyView(const MainViewState& view) {
     }
 }
 
-void Main::showCarrier(const QString& caption) {
+void Main::showCarrier(const QString& caption, double tag) {
     m_cmdProvider->setText(caption);
+    m_cmdProvider->setProperty("tag", tag);
 }
 
 void Main::Me_Set_Status(const QString& versionText, bool listenIn) {

@@ -105,8 +105,9 @@ public:
     int currentRow() const;
     // Me_ApplyView's part of the window.
     void applyView(const MainViewState& view);
-    // The carrier button: the display text of the carrier, "---" for none.
-    void showCarrier(const QString& caption);
+    // The carrier button: the display text of the carrier, "---" for none, and its key in the macro book
+    // (the button's property "tag", 0 for none).
+    void showCarrier(const QString& caption, double tag);
     QPushButton* cmdProvider() const { return m_cmdProvider; }
     QMenu* M_Eurit() const { return m_M_Eurit; }
     // The status bar: the version in its first panel and the listening-in picture.

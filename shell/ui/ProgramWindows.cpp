@@ -48,7 +48,7 @@ ProgramWindows::ProgramWindows(Program& program)
     });
     modVorwahlen& carriers = m_program.Phonebooks().Vorwahlen;
     carriers.cmdProviderChanged = [this, &carriers] {
-        m_main.showCarrier(carriers.cmdProvider.Caption);
+        m_main.showCarrier(carriers.cmdProvider.Caption, carriers.cmdProvider.Tag);
     };
     QObject::connect(&m_main, &Main::carrierListRequested, &m_main, [this] { openCarrierList(); });
     QObject::connect(&m_main, &Main::selectCarrierRequested, &m_main, [this, &view] {
@@ -196,7 +196,8 @@ void ProgramWindows::showLists() {
     m_main.showTab(MainTab::Log, pixels(lists.ColumnWidths(MainTab::Log)));
     lists.tbsTabStrip_Click(MainTab::Quick);
     m_main.showTab(MainTab::Quick, pixels(lists.ColumnWidths(MainTab::Quick)));
-    m_main.showCarrier(m_program.Phonebooks().Vorwahlen.cmdProvider.Caption);
+    const CarrierButton& carrier = m_program.Phonebooks().Vorwahlen.cmdProvider;
+    m_main.showCarrier(carrier.Caption, carrier.Tag);
     applyView(m_program.view().Me_ApplyView());
 }
 

@@ -299,11 +299,13 @@ TEST(MainWindowLists, TheOwnNumberAndTheCarrierChosenReachTheLine) {
     ASSERT_NE(mobilcom, nullptr);
     const QString chosen = mobilcom->text();
     const QString code = chosen.section(S("  "), 0, 0);
+    const double key = mobilcom->property("tag").toDouble();
     QTest::mouseClick(mobilcom, Qt::LeftButton);
     QCoreApplication::processEvents();
     auto* button = w.main->findChild<QPushButton*>(S("cmdProvider"));
     EXPECT_TRUE(button->isVisible());
     EXPECT_EQ(button->text(), chosen);
+    EXPECT_EQ(button->property("tag").toDouble(), key);
     EXPECT_EQ(w.program->Phonebooks().Vorwahlen.CarrierTable[3], chosen);
     QLineEdit* number = w.main->findChild<QLineEdit*>(S("txtNumber"));
     QTest::keyClicks(number, S("08912345"));
@@ -318,6 +320,57 @@ TEST(MainWindowLists, TheOwnNumberAndTheCarrierChosenReachTheLine) {
     number->setFocus();
     w.action("M_Wählen")->trigger();
     EXPECT_EQ(w.connects(), S("Connect 08912345 from 5552"));
+}
+
+TEST(MainWindowLists, TheNameOfTheCallOffersItsNumberToDial) {
+    Window w;
+    w.ring("301234", "5551");
+    w.line->farEndHangsUp();
+    w.settle();
+    ASSERT_EQ(w.call().ShownNumber, S("0301234"));
+    w.line->clearRequests();
+    auto* name = w.main->findChild<QLabel*>(S("lblName"));
+    QTest::mouseClick(name, Qt::RightButton);
+    auto* popup = w.main->findChild<QMenu*>(S("Menu_frm"));
+    EXPECT_TRUE(popup->isVisible());
+    popup->close();
+    w.action("M_DialCurrentNumber")->trigger();
+    EXPECT_EQ(w.connects(), S("Connect 0301234 from *"));
+    EXPECT_EQ(w.main->findChild<QLineEdit*>(S("txtNumber"))->text(), S("0301234"));
+}
+
+// A transfer with the telephone keeps the call commands and the number off; at its end the number gets
+// the focus, or, while another window is open, when the main window is next activated.
+TEST(MainWindowLists, ATransferTurnsTheCallCommandsOffUntilItEnds) {
+    Language language;
+    Main main(language);
+    main.show();
+    QApplication::setActiveWindow(&main);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&main));
+    auto* number = main.findChild<QLineEdit*>(S("txtNumber"));
+    const auto enabled = [&main, number] {
+        QStringList on;
+        for (const char* name : {"DIAL", "HANGUP", "ANSWER", "M_Wählen", "M_Auflegen"})
+            if (main.findChild<QAction*>(S(name))->isEnabled())
+                on << S(name);
+        return on.join(QLatin1Char(' ')) + (number->isEnabled() ? S(" txtNumber") : S(""));
+    };
+    const QString all = enabled();
+    ASSERT_TRUE(all.contains(S("M_Wählen")));
+    main.findChild<QTreeView*>(S("lvListView"))->setFocus();
+    main.Me_EnableDisableDial(1);
+    EXPECT_EQ(enabled(), QString());
+    main.Me_EnableDisableDial(2);
+    EXPECT_EQ(enabled(), QString());
+    bool otherWindow = true;
+    main.setOtherWindowOpen([&otherWindow] { return otherWindow; });
+    main.Me_EnableDisableDial(0);
+    EXPECT_EQ(enabled(), all);
+    EXPECT_FALSE(number->hasFocus()) << "another window keeps the focus";
+    QApplication::setActiveWindow(nullptr);
+    QApplication::setActiveWindow(&main);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(number->hasFocus());
 }
 
 } // namespace
