@@ -36,7 +36,9 @@ struct Desk {
             lists.tbsTabStrip_Click(tab);
             main.showTab(tab, {});
         });
-        main.applyView(MainViewState{.lists = true});
+        MainViewState view;
+        view.lists = true;
+        main.applyView(view);
         main.resize(700, 600);
         main.show();
         QCoreApplication::processEvents();

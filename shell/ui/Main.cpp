@@ -764,6 +764,8 @@ void Main::buildLists(QWidget* parent) {
         list->setDefaultDropAction(Qt::CopyAction);
         list->setContextMenuPolicy(Qt::CustomContextMenu);
         list->header()->setStretchLastSection(true);
+        // A column fitted to its content measures the rows in view, not thousands of them.
+        list->header()->setResizeContentsPrecision(0);
         list->header()->setSectionsMovable(false);
         list->installEventFilter(this);
         connect(list, &QWidget::customContextMenuRequested, this, &Main::showContextMenu);
