@@ -10,6 +10,7 @@
 
 #include "bench/BenchOffice.h"
 #include "shell/base/ListItems.h"
+#include "tools/standinline/StandInLine.h"
 
 #include <QDir>
 #include <QFile>

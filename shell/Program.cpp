@@ -1,5 +1,6 @@
 #include "shell/Program.h"
 
+#include "lines/capi/clsCti.h"
 #include "platform/Clock.h"
 #include "platform/cti/CtiLibrary.h"
 
@@ -187,4 +188,14 @@ void Program::eventTick() {
 
 void Program::clockTick() {
     m_call.Eurit_UpdateCallClock();
+}
+
+bool Program::ABMithören() {
+    const clsCti* channel = m_cti.channel();
+    return channel && channel->ABMithören();
+}
+
+void Program::toggleABMithören() {
+    if (clsCti* channel = m_cti.channel())
+        channel->setABMithören(!channel->ABMithören());
 }

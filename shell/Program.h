@@ -79,6 +79,9 @@ public:
     void eventTick();
     // One tick of the 1000 ms timer: the call clock.
     void clockTick();
+    // Listening in on the answering machine (the main window's "AB" panel); off without a channel.
+    bool ABMithören();
+    void toggleABMithören();
 
     // The parts, for the start and the stop, the windows' owner and tests.
     ProfileStore& profiles() { return m_profiles; }

@@ -4,8 +4,6 @@
 #include "shell/ui/LineWaitWindow.h"
 #include "shell/ui/frmProviders.h"
 
-#include "lines/capi/clsCti.h"
-
 #include <QApplication>
 #include <QEventLoop>
 #include <QGuiApplication>
@@ -56,8 +54,7 @@ ProgramWindows::ProgramWindows(Program& program)
         openCarrierList();
     });
     QObject::connect(&m_main, &Main::listenInToggled, &m_main, [this] {
-        if (clsCti* channel = m_program.cti().channel())
-            channel->setABMithören(!channel->ABMithören());
+        m_program.toggleABMithören();
         showStatus();
     });
     QObject::connect(&m_main, &Main::dialShownNumberRequested, &m_main, [this] {
@@ -172,8 +169,7 @@ void ProgramWindows::applyLanguage() {
 }
 
 void ProgramWindows::showStatus() {
-    const clsCti* channel = m_program.cti().channel();
-    m_main.Me_Set_Status(m_lifecycle.VersionText(), channel && channel->ABMithören());
+    m_main.Me_Set_Status(m_lifecycle.VersionText(), m_program.ABMithören());
 }
 
 std::vector<int> ProgramWindows::twips(const std::vector<int>& pixels) const {
