@@ -27,6 +27,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QScreen>
 #include <QShortcut>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -946,6 +947,13 @@ void Main::applyView(const MainViewState& view) {
         if (isVisible() && normalState()) {
             const int change = view.lists ? std::max(m_listsHeight, 200) : -m_listsHeight;
             resize(width(), std::max(minimumSizeHint().height(), height() + change));
+            // A window grown past the bottom of its screen moves up as far as it takes.
+            if (const QScreen* shown = screen()) {
+                const QRect free = shown->availableGeometry();
+                const QRect outer = frameGeometry();
+                if (outer.bottom() > free.bottom())
+                    move(x(), std::max(free.top(), y() - (outer.bottom() - free.bottom())));
+            }
         }
     }
     action("mnuViewExtended")->setChecked(view.lists);
