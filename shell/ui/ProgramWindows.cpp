@@ -13,7 +13,7 @@
 #include <QTimer>
 
 ProgramWindows::ProgramWindows(Program& program)
-    : m_program(program), m_main(program.language()), m_instance(&m_main),
+    : m_program(program), m_main(program.language()), m_tray(m_main, m_main.M_Eurit()), m_instance(&m_main),
       m_lifecycle(program, *this, [this] { return m_instance.claim(); }) {
     // What the user wants of the call.
     CallCommands& commands = m_program.commands();
@@ -184,6 +184,11 @@ std::vector<int> ProgramWindows::pixels(const std::vector<int>& twips) const {
     for (int width : twips)
         result.push_back(width / m_main.twipsPerPixel());
     return result;
+}
+
+void ProgramWindows::TrayAdd() {
+    m_tray.setMonitorInTray(m_program.settings().MonitorInTray != 0);
+    m_tray.TrayAdd(QStringLiteral("Morva"));
 }
 
 void ProgramWindows::showLists() {

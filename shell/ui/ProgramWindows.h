@@ -8,6 +8,7 @@
 
 #include "shell/MainLifecycle.h"
 #include "shell/ui/Main.h"
+#include "shell/ui/MainTray.h"
 #include "shell/ui/SingleInstance.h"
 
 #include <QPointer>
@@ -54,6 +55,7 @@ public:
     bool askLineRetry() override;
     bool waitForLine(int seconds) override;
     void lineWaitOver() override;
+    void TrayAdd() override;
     void showLists() override;
     void saveColumnWidths() override;
 
@@ -72,6 +74,8 @@ private:
 
     Program& m_program;
     Main m_main;
+    // After the window: the tray lets go of it first.
+    MainTray m_tray;
     SingleInstance m_instance;
     MainLifecycle m_lifecycle;
     QString m_lineServer;
