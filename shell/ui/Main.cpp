@@ -528,6 +528,12 @@ bool Main::eventFilter(QObject* watched, QEvent* event) {
         if (type == QEvent::KeyPress &&
             listKey(static_cast<QTreeView*>(watched), static_cast<QKeyEvent*>(event)))
             return true;
+    } else if (qobject_cast<QHeaderView*>(watched->parent())) {
+        // The column headers of the lists.
+        if (type == QEvent::MouseButtonPress || type == QEvent::MouseButtonDblClick)
+            m_headerPressed = true;
+        else if (type == QEvent::MouseButtonRelease)
+            m_headerPressed = false;
     } else if (watched == m_lblName) {
         if (type == QEvent::MouseButtonDblClick) {
             Q_EMIT editShownEntryRequested();
@@ -770,6 +776,14 @@ void Main::buildLists(QWidget* parent) {
         list->header()->setSectionsMovable(false);
         list->installEventFilter(this);
         connect(list, &QWidget::customContextMenuRequested, this, &Main::showContextMenu);
+        // A column the user drags (or fits by a double click on its edge) is a width chosen, which the tab
+        // keeps.
+        QHeaderView* header = list->header();
+        header->viewport()->installEventFilter(this);
+        connect(header, &QHeaderView::sectionResized, this, [this, list] {
+            if (m_headerPressed)
+                m_widthsChosen[std::size_t(list == m_lvListAnrufe ? MainTab::Log : currentTab())] = true;
+        });
         connect(list, &QAbstractItemView::doubleClicked, this, [this] {
             Q_EMIT listCommand(currentTab() == MainTab::Log ? ListCommand::Play : ListCommand::Dial,
                                currentRow());
@@ -835,6 +849,21 @@ void Main::setLists(ListItems* lvListView, ListItems* lvListAnrufe, std::functio
                 view->setCurrentIndex(view->model()->index(row, 0));
         };
         connect(items, &QAbstractItemModel::rowsInserted, view, showSelected);
+        // Columns that follow the content follow new rows too (a call that ended, a refill).
+        connect(items, &QAbstractItemModel::rowsInserted, view, [this, view] {
+            const MainTab tab = view == m_lvListAnrufe ? MainTab::Log : currentTab();
+            if (m_widthsChosen[std::size_t(tab)] || m_listStack->currentWidget() != view || m_fitPending)
+                return;
+            // Once for a whole fill, after it.
+            m_fitPending = true;
+            QMetaObject::invokeMethod(
+                view,
+                [this, view] {
+                    m_fitPending = false;
+                    fitColumns(view);
+                },
+                Qt::QueuedConnection);
+        });
         connect(view->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
                 [this, items](const QModelIndex& current) {
                     items->Select(current.isValid() ? current.row() : -1);
@@ -862,8 +891,17 @@ std::vector<int> Main::columnWidths(MainTab tab) const {
     const QTreeView* list = tab == MainTab::Log ? m_lvListAnrufe : m_lvListView;
     std::vector<int> widths;
     for (int column = 0; column < list->model()->columnCount(); ++column)
-        widths.push_back(list->columnWidth(column));
+        widths.push_back(m_widthsChosen[std::size_t(tab)] ? list->columnWidth(column) : 0);
     return widths;
+}
+
+void Main::fitColumns(QTreeView* list) {
+    // As wide as the content in view, and room for a word at least.
+    for (int column = 0; column < list->model()->columnCount(); ++column) {
+        list->resizeColumnToContents(column);
+        list->setColumnWidth(
+            column, std::max(list->columnWidth(column), list->fontMetrics().averageCharWidth() * 10));
+    }
 }
 
 void Main::showTab(MainTab tab, const std::vector<int>& widths) {
@@ -881,16 +919,14 @@ void Main::showTab(MainTab tab, const std::vector<int>& widths) {
                 header->moveSection(header->visualIndex(logical), visual);
         }
     }
-    for (int column = 0; column < list->model()->columnCount(); ++column) {
-        const int width = column < int(widths.size()) ? widths[std::size_t(column)] : 0;
-        if (width > 0) {
-            list->setColumnWidth(column, width);
-        } else {
-            // No width kept yet: as wide as the content, and room for a word at least.
-            list->resizeColumnToContents(column);
-            list->setColumnWidth(
-                column, std::max(list->columnWidth(column), list->fontMetrics().averageCharWidth() * 10));
-        }
+    // Widths the user chose are kept; without them the columns follow the content.
+    m_widthsChosen[std::size_t(tab)] = std::any_of(widths.begin(), widths.end(), [](int w) { return w > 0; });
+    if (m_widthsChosen[std::size_t(tab)]) {
+        for (int column = 0; column < list->model()->columnCount() && column < int(widths.size()); ++column)
+            if (widths[std::size_t(column)] > 0)
+                list->setColumnWidth(column, widths[std::size_t(column)]);
+    } else {
+        fitColumns(list);
     }
     if (QAbstractItemModel* model = list->model(); model->rowCount() > 0 && !list->currentIndex().isValid())
         list->setCurrentIndex(model->index(0, 0));

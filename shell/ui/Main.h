@@ -16,6 +16,7 @@
 #include <QMainWindow>
 #include <QPointer>
 
+#include <array>
 #include <functional>
 #include <vector>
 
@@ -167,6 +168,7 @@ private:
     void buildLists(QWidget* parent);
     void buildStatusBar();
     QTreeView* shownList() const;
+    void fitColumns(QTreeView* list);
     bool listKey(QTreeView* list, class QKeyEvent* key);
     bool numberDrop(QEvent* event);
     void showContextMenu(const QPoint& at);
@@ -203,6 +205,10 @@ private:
     int m_lastTransferKind = 0;
     bool m_focusNumberLater = false;
     int m_listsHeight = 0;
+    // Per tab: whether the user chose the column widths (else they follow the content).
+    std::array<bool, 3> m_widthsChosen{};
+    bool m_fitPending = false;
+    bool m_headerPressed = false;
     QToolBar* m_tbrBigButtons = nullptr;
     QGroupBox* m_Frame1 = nullptr;
     QLabel* m_lblName = nullptr;

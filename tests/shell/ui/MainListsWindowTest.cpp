@@ -179,6 +179,35 @@ TEST(MainWindowLists, EachTabShowsItsListHeadersAndCommands) {
     }
 }
 
+TEST(MainWindowLists, ColumnsFollowTheContentUntilTheUserSizesThemAndThenKeepTheirWidthPerTab) {
+    Window w(someCalls);
+    w.clickTab(1);
+    QTreeView* calls = w.list("lvListAnrufe");
+    const QString date = w.program->lists().lvListAnrufe().At(0).Text;
+    EXPECT_GE(calls->columnWidth(0), calls->fontMetrics().horizontalAdvance(date))
+        << "the date is seen whole";
+    w.clickTab(2);
+    EXPECT_EQ(w.program->lists().ColumnWidths(MainTab::Log), std::vector<int>(4, 0))
+        << "widths the user did not choose are not kept";
+
+    // The user drags the edge of the first column.
+    w.clickTab(1);
+    QHeaderView* header = calls->header();
+    const int edge = header->sectionViewportPosition(0) + header->sectionSize(0) - 1;
+    const int before = header->sectionSize(0);
+    QWidget* strip = header->viewport();
+    QTest::mousePress(strip, Qt::LeftButton, {}, QPoint(edge, 5));
+    QTest::mouseMove(strip, QPoint(edge + 40, 5));
+    QTest::mouseRelease(strip, Qt::LeftButton, {}, QPoint(edge + 40, 5));
+    ASSERT_GT(header->sectionSize(0), before);
+    w.clickTab(0);
+    const std::vector<int> kept = w.program->lists().ColumnWidths(MainTab::Log);
+    EXPECT_EQ(kept[0], header->sectionSize(0) * w.main->twipsPerPixel());
+    EXPECT_EQ(w.program->lists().ColumnWidths(MainTab::Quick), std::vector<int>(6, 0)) << "per tab";
+    w.clickTab(1);
+    EXPECT_EQ(calls->columnWidth(0), kept[0] / w.main->twipsPerPixel());
+}
+
 TEST(MainWindowLists, KeysAndClicksOnTheRowsDialMarkCopyAndDelete) {
     Window w(someCalls);
     // LASTUSED: a double click dials the row; Del takes it out; Ctrl+C copies its number.
