@@ -843,24 +843,23 @@ void Main::setLists(ListItems* lvListView, ListItems* lvListAnrufe, std::functio
     const auto follow = [this](QTreeView* view, ListItems* items) {
         if (!items)
             return;
-        const auto showSelected = [view, items] {
-            const int row = items->Selected();
-            if (row >= 0 && row < items->Count())
-                view->setCurrentIndex(view->model()->index(row, 0));
-        };
-        connect(items, &QAbstractItemModel::rowsInserted, view, showSelected);
-        // Columns that follow the content follow new rows too (a call that ended, a refill).
-        connect(items, &QAbstractItemModel::rowsInserted, view, [this, view] {
-            const MainTab tab = view == m_lvListAnrufe ? MainTab::Log : currentTab();
-            if (m_widthsChosen[std::size_t(tab)] || m_listStack->currentWidget() != view || m_fitPending)
+        // Once a fill is over (the rows come one by one): the list's selected row becomes the view's, and
+        // columns that follow the content follow the new rows.
+        connect(items, &QAbstractItemModel::rowsInserted, view, [this, view, items] {
+            bool& pending = m_afterFillPending[view == m_lvListAnrufe ? 1 : 0];
+            if (pending)
                 return;
-            // Once for a whole fill, after it.
-            m_fitPending = true;
+            pending = true;
             QMetaObject::invokeMethod(
                 view,
-                [this, view] {
-                    m_fitPending = false;
-                    fitColumns(view);
+                [this, view, items, &pending] {
+                    pending = false;
+                    const int row = items->Selected();
+                    if (row >= 0 && row < items->Count())
+                        view->setCurrentIndex(view->model()->index(row, 0));
+                    const MainTab tab = view == m_lvListAnrufe ? MainTab::Log : currentTab();
+                    if (!m_widthsChosen[std::size_t(tab)] && m_listStack->currentWidget() == view)
+                        fitColumns(view);
                 },
                 Qt::QueuedConnection);
         });

@@ -207,7 +207,8 @@ private:
     int m_listsHeight = 0;
     // Per tab: whether the user chose the column widths (else they follow the content).
     std::array<bool, 3> m_widthsChosen{};
-    bool m_fitPending = false;
+    // Per list (lvListView, lvListAnrufe): the step after a fill is queued.
+    std::array<bool, 2> m_afterFillPending{};
     bool m_headerPressed = false;
     QToolBar* m_tbrBigButtons = nullptr;
     QGroupBox* m_Frame1 = nullptr;
