@@ -90,7 +90,10 @@ void Eurit30::Eurit_ShowCallFields(int mask) {
                       &m_phonebooks.Vorwahlen);
         m_panel.lblOrt = place2.isEmpty() ? place1 : place2;
         m_panel.lblOrtToolTip = place1;
-        RememberNumber(CallNumber);
+        // A carrier code that the dial put in front is no part of the number to remember: dialled again, the
+        // number takes the carrier chosen then.
+        QString carrier;
+        RememberNumber(m_phonebooks.Vorwahlen.StripCarrierPrefix(CallNumber, carrier));
         m_panel.lblName = m_phonebooks.NumberToNameAddNew(CallNumber, m_panel.lblNameToolTip);
         ShownNumber = AddAreaCode(m_settings, CallNumber);
     }
