@@ -17,7 +17,8 @@ ProgramWindows::ProgramWindows(Program& program)
       m_lifecycle(program, *this, [this] { return m_instance.claim(); }) {
     // What the user wants of the call.
     CallCommands& commands = m_program.commands();
-    QObject::connect(&m_main, &Main::dialRequested, &m_main, [this](const QString& number) { dial(number); });
+    QObject::connect(&m_main, &Main::dialRequested, &m_main,
+                     [&commands](const QString& number) { commands.Eurit_Dial(number); });
     QObject::connect(&m_main, &Main::answerRequested, &m_main, [&commands] { commands.Eurit_Answer(); });
     QObject::connect(&m_main, &Main::takeOverRequested, &m_main, [&commands] { commands.Eurit_TakeOver(); });
     QObject::connect(&m_main, &Main::hangupRequested, &m_main, [&commands] { commands.Eurit_Hangup(); });
@@ -35,14 +36,14 @@ ProgramWindows::ProgramWindows(Program& program)
                      [this] { selectTab(m_program.lists().selected()); });
     MainView& view = m_program.view();
     QObject::connect(&m_main, &Main::extendedViewToggled, &m_main,
-                     [this, &view] { applyView(view.mnuViewExtended_Click()); });
+                     [this, &view] { m_main.applyView(view.mnuViewExtended_Click()); });
     QObject::connect(&m_main, &Main::msnBarToggled, &m_main,
-                     [this, &view] { applyView(view.mnuViewMSNSelect_Click()); });
+                     [this, &view] { m_main.applyView(view.mnuViewMSNSelect_Click()); });
     QObject::connect(&m_main, &Main::carrierLineToggled, &m_main,
-                     [this, &view] { applyView(view.mnuViewProvider_Click()); });
+                     [this, &view] { m_main.applyView(view.mnuViewProvider_Click()); });
     QObject::connect(&m_main, &Main::dialMSNChosen, &m_main, [this, &view](int index) {
         if (view.mnuEuritUseMSNA_Click(index))
-            applyView(view.state());
+            m_main.applyView(view.state());
     });
     modVorwahlen& carriers = m_program.Phonebooks().Vorwahlen;
     carriers.cmdProviderChanged = [this, &carriers] {
@@ -50,19 +51,16 @@ ProgramWindows::ProgramWindows(Program& program)
     };
     QObject::connect(&m_main, &Main::carrierListRequested, &m_main, [this] { openCarrierList(); });
     QObject::connect(&m_main, &Main::selectCarrierRequested, &m_main, [this, &view] {
-        applyView(view.ShowCarrierLine());
+        m_main.applyView(view.ShowCarrierLine());
         openCarrierList();
     });
     QObject::connect(&m_main, &Main::listenInToggled, &m_main, [this] {
         m_program.toggleABMithören();
         showStatus();
     });
-    QObject::connect(&m_main, &Main::dialShownNumberRequested, &m_main, [this] {
-        const QString shown = m_program.call().ShownNumber;
-        m_main.setTxtNumber(shown);
-        m_program.call().setTxtNumber(shown);
-        dial(shown);
-    });
+    // Dial_current_Number
+    QObject::connect(&m_main, &Main::dialShownNumberRequested, &m_main,
+                     [this] { numberAndDial(m_program.call().ShownNumber); });
     QObject::connect(&m_main, &Main::editShownEntryRequested, &m_main,
                      [this] { m_program.Phonebooks().ShowEditWindowFree(m_program.call().ShownNumber); });
 
@@ -199,7 +197,7 @@ void ProgramWindows::showLists() {
     m_main.showTab(MainTab::Quick, pixels(lists.ColumnWidths(MainTab::Quick)));
     const CarrierButton& carrier = m_program.Phonebooks().Vorwahlen.cmdProvider;
     m_main.showCarrier(carrier.Caption, carrier.Tag);
-    applyView(m_program.view().Me_ApplyView());
+    m_main.applyView(m_program.view().Me_ApplyView());
 }
 
 void ProgramWindows::saveColumnWidths() {
@@ -219,11 +217,9 @@ void ProgramWindows::selectTab(MainTab tab) {
     setWaitCursor(false);
 }
 
-void ProgramWindows::applyView(const MainViewState& view) {
-    m_main.applyView(view);
-}
-
-void ProgramWindows::dial(const QString& number) {
+void ProgramWindows::numberAndDial(const QString& number) {
+    m_main.setTxtNumber(number);
+    m_program.call().setTxtNumber(number);
     m_program.commands().Eurit_Dial(number);
 }
 
@@ -242,15 +238,11 @@ void ProgramWindows::listCommand(ListCommand command, int row) {
     MainLists& lists = m_program.lists();
     const MainTab tab = lists.selected();
     switch (command) {
-    case ListCommand::Dial: {
-        const QString number = lists.RowNumber(tab, row);
-        if (number.isEmpty())
-            return;
-        m_main.setTxtNumber(number);
-        m_program.call().setTxtNumber(number);
-        dial(number);
+    case ListCommand::Dial:
+        // No row, or a caller without number: nothing to dial.
+        if (const QString number = lists.RowNumber(tab, row); !number.isEmpty())
+            numberAndDial(number);
         return;
-    }
     case ListCommand::ToPhonebook:
         // The phonebook window opens on the digits of the number once it exists.
         return;

@@ -66,9 +66,9 @@ private:
     // tbsTabStrip_Click: the widths of the tab left kept, the new tab filled and shown.
     void selectTab(MainTab tab);
     void listCommand(ListCommand command, int row);
-    void applyView(const MainViewState& view);
     void openCarrierList();
-    void dial(const QString& number);
+    // The number into txtNumber, then dialled.
+    void numberAndDial(const QString& number);
     std::vector<int> twips(const std::vector<int>& pixels) const;
     std::vector<int> pixels(const std::vector<int>& twips) const;
 
