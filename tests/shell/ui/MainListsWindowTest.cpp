@@ -343,7 +343,8 @@ TEST(MainWindowLists, TheOwnNumberAndTheCarrierChosenReachTheLine) {
     QTest::keyClick(number, Qt::Key_Return);
     EXPECT_EQ(w.connects(), S("Connect ") + code + S("08912345 from 5552"));
     w.settle();
-    EXPECT_EQ(w.program->lastNumbers().numbers(), QStringList{S("08912345")}) << "remembered without the carrier";
+    EXPECT_EQ(w.program->lastNumbers().numbers(), QStringList{S("08912345")})
+        << "remembered without the carrier";
     w.action("M_Auflegen")->trigger();
     w.settle();
     // Hidden, the carrier line puts nothing in front.
