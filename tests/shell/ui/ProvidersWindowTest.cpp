@@ -221,7 +221,8 @@ TEST(ProvidersWindow, TheKeysMoveTheMarkByOneByAPageAndToTheEnds) {
         {Qt::Key_Up, 2 * page - 1},
     };
     for (const auto& step : steps) {
-        SCOPED_TRACE(QTest::toString(step.key));
+        const std::unique_ptr<char[]> keyName(QTest::toString(step.key));
+        SCOPED_TRACE(keyName.get());
         o.key(step.key);
         EXPECT_EQ(o.marked(), QStringList{at(step.index)});
         EXPECT_TRUE(o.seenWhole(o.label(at(step.index))));
