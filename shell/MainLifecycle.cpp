@@ -93,6 +93,11 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     m_program.Konfigurationen().Konfig_create();
     m_program.Phonebooks().Vorwahlen.LoadCarriers();
     m_program.callLog().SEZGDBOpen();
+    // The sound engine's start: the tones that ship go into the sound folder where it lacks them.
+    QStringList unwritten;
+    m_program.sound().InstallShippedSounds(&unwritten);
+    for (const QString& file : unwritten)
+        m_program.logs().ErrorLog(QStringLiteral("SoundInit: cannot write the tone ") + file);
     if (!lineStarts([this] { return m_program.cti().CtiInit(); }))
         return StartResult::LineFailed;
     m_host.setEventTimer(true);

@@ -2,6 +2,8 @@
 #include "shell/base/modPathModify.h"
 
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 
 SoundEngine::SoundEngine(const QString& programDir)
     : DefaultSoundPath(QDir(programDir).filePath(QStringLiteral("sound")) + QLatin1Char('/')) {}
@@ -38,6 +40,32 @@ QString absoluteFolder(const QString& folder) {
 }
 
 } // namespace
+
+QStringList SoundEngine::InstallShippedSounds(QStringList* failed) const {
+    QStringList installed;
+    const QDir folder(absoluteFolder(DefaultSoundPath));
+    QDir().mkpath(folder.path());
+    const QDir shipped(QStringLiteral(":/sounds"));
+    for (const QString& name : shipped.entryList(QDir::Files, QDir::Name)) {
+        const QString target = folder.filePath(name);
+        if (QFileInfo::exists(target))
+            continue;
+        // Written beside it and renamed, so a start that dies halfway leaves no half file in its place.
+        const QString partial = target + QStringLiteral(".part");
+        QFile::remove(partial);
+        if (QFile::copy(shipped.filePath(name), partial) &&
+            QFile::setPermissions(partial, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup |
+                                               QFile::ReadOther) &&
+            QFile::rename(partial, target)) {
+            installed << name;
+        } else {
+            QFile::remove(partial);
+            if (failed)
+                *failed << target;
+        }
+    }
+    return installed;
+}
 
 QString SoundEngine::SoundFullPath(const QString& name) const {
     if (name.isEmpty())

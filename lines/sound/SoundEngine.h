@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <functional>
@@ -24,6 +25,11 @@ public:
     void SoundPlayLoop(const QString& file, int count);
     void SoundPlayStop();
     void SoundRecordStop();
+
+    // The tones that ship (ring, ringback, busy) into the sound folder, each only where the folder has no
+    // file of that name: a file the user put there is never replaced. The folder is made when missing.
+    // Gives the names put there; a tone that cannot be written is named in `failed`.
+    QStringList InstallShippedSounds(QStringList* failed = nullptr) const;
 
     // A name that is not absolute, resolved against the sound folder (PathComplete); "../" steps up.
     QString SoundFullPath(const QString& name) const;

@@ -108,6 +108,9 @@ TEST(MainStart, RunsItsStepsInOrderAndLogsThemWhenErrorLogIsOn) {
     EXPECT_LT(t.host.calls.indexOf(S("timer on")), t.host.calls.indexOf(S("show")));
     EXPECT_EQ(t.program->settings().UseTapi, 0) << "no TAPI, whatever the file says";
     EXPECT_FALSE(t.lifecycle.bLoading());
+    for (const char* tone : {"ring.wav", "frei.wav", "besetzt.wav"})
+        EXPECT_TRUE(QFile::exists(t.program->sound().SoundFullPath(S(tone))))
+            << tone << " in the sound folder";
 
     t.stop();
     const QStringList stop = t.steps().mid(14);
