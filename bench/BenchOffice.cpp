@@ -11,18 +11,22 @@ QString entryNumber(int book, int entry, int which) {
     return QString::fromLatin1(heads[which]) + QString::number(1000000 + book * 100000 + entry);
 }
 
-Office::Office() {
-    program = std::make_unique<Program>(clock, std::make_unique<StandInLine>(), dir.path());
-    program->settings().Vorwahl = QStringLiteral("089");
-    ProfileStore& ini = program->profiles();
-    const QString path = program->iniPath();
+void CreateOfficeBooks(Program& program) {
+    program.settings().Vorwahl = QStringLiteral("089");
+    ProfileStore& ini = program.profiles();
+    const QString path = program.iniPath();
     ini.WritePrivateProfileString(QStringLiteral("PhoneBook"), QStringLiteral("Anzahl"),
                                   QString::number(BookCount + 1), path);
     for (int b = 0; b < BookCount; ++b)
         ini.WritePrivateProfileString(QStringLiteral("PhoneBook"), QStringLiteral("PhName%1").arg(b + 2),
                                       QStringLiteral("Office%1.txt").arg(b), path);
+    program.Phonebooks().Phonebooks_create();
+}
+
+Office::Office() {
+    program = std::make_unique<Program>(clock, std::make_unique<StandInLine>(), dir.path());
+    CreateOfficeBooks(*program);
     colPhonebook& books = program->Phonebooks();
-    books.Phonebooks_create();
     for (int b = 0; b < BookCount; ++b)
         for (int e = 0; e < EntriesPerBook; ++e)
             books.Item(b + 2)->EintragAdd(QStringLiteral("Teilnehmer %1-%2").arg(b).arg(e), QString(),

@@ -23,6 +23,10 @@ inline const QDateTime Now(QDate(2026, 11, 23), QTime(18, 0, 0));
 // The number `which` (0 to 2) of entry `entry` of book `book`.
 QString entryNumber(int book, int entry, int which);
 
+// The own area code 089, and the ten office books (books 2 to 11, "Office0.txt" ...) named in the
+// settings and created empty with the rest of the set.
+void CreateOfficeBooks(Program& program);
+
 struct Office {
     QTemporaryDir dir;
     ManualClock clock{Now};

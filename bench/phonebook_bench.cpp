@@ -9,6 +9,7 @@
 //   written); the rebuild of one book of 100,000 entries.
 // - DisplayInList of one 10,000-entry book into a list model.
 
+#include "bench/BenchOffice.h"
 #include "platform/Clock.h"
 #include "platform/pdbstore/PdbStore.h"
 #include "shell/Program.h"
@@ -27,14 +28,9 @@
 
 namespace {
 
-constexpr int BookCount = 10;
-constexpr int EntriesPerBook = 10000;
-
-QString entryNumber(int book, int entry, int which) {
-    // Distinct numbers of Munich, Berlin and mobile networks.
-    static const char* const heads[3] = {"089", "030", "0171"};
-    return QString::fromLatin1(heads[which]) + QString::number(1000000 + book * 100000 + entry);
-}
+using bench::BookCount;
+using bench::EntriesPerBook;
+using bench::entryNumber;
 
 // One data folder with the books, built once for the whole program.
 const std::string Fields = "name, adresse, plz, ort, description, ansage";
@@ -48,18 +44,8 @@ struct Office {
 
     Office() {
         program = std::make_unique<Program>(clock, std::make_unique<StandInLine>(), dir.path());
-        program->settings().Vorwahl = QStringLiteral("089");
-        ProfileStore& ini = program->profiles();
-        const QString path = program->iniPath();
-        ini.WritePrivateProfileString(QStringLiteral("PhoneBook"), QStringLiteral("Anzahl"),
-                                      QString::number(BookCount + 1), path);
-        for (int b = 0; b < BookCount; ++b) {
-            const QString i = QString::number(b + 2);
-            ini.WritePrivateProfileString(QStringLiteral("PhoneBook"), QStringLiteral("PhName") + i,
-                                          QStringLiteral("Office%1.txt").arg(b), path);
-        }
+        bench::CreateOfficeBooks(*program);
         colPhonebook& books = program->Phonebooks();
-        books.Phonebooks_create();
 
         if (sqlite3_open(QDir(dir.path()).filePath(QStringLiteral("office.sqlite")).toUtf8().constData(),
                          &db))

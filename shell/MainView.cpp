@@ -66,7 +66,7 @@ MainViewState MainView::state() const {
 MainViewState MainView::Me_ApplyView() {
     m_carriers.UseCarrier = bShowProviderSelect != 0 ? 1 : 0;
     m_settings.UseDialMSN = bShowMSNSelect != 0 ? 1 : 0;
-    mnuEuritUseMSNA_Click(m_settings.DialMSN);
+    // The own number stays as chosen: the state checks its item and presses its button.
     return state();
 }
 

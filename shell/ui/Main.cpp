@@ -211,14 +211,14 @@ Main::Main(const Language& language, QWidget* parent) : QMainWindow(parent), m_l
     m_tbMSNSelect->setObjectName(QStringLiteral("tbMSNSelect"));
     m_tbMSNSelect->setMovable(false);
     m_tbMSNSelect->setToolButtonStyle(Qt::ToolButtonTextOnly);
-    m_msnGroup = new QActionGroup(this);
+    auto* msnGroup = new QActionGroup(this);
     for (int index = 1; index <= 5; ++index) {
         QAction* msn = m_tbMSNSelect->addAction(QString(QLatin1Char(char('A' + index - 1))));
         msn->setObjectName(QStringLiteral("tbMSNSelect%1").arg(index));
         msn->setCheckable(true);
-        msn->setData(index);
-        m_msnGroup->addAction(msn);
+        msnGroup->addAction(msn);
         connect(msn, &QAction::triggered, this, [this, index] { Q_EMIT dialMSNChosen(index); });
+        m_msnButtons[std::size_t(index - 1)] = msn;
     }
 
     auto* central = new QWidget(this);
@@ -619,6 +619,7 @@ void Main::buildMenus() {
         item->setObjectName(QStringLiteral("mnuEuritUseMSNA%1").arg(index));
         item->setCheckable(true);
         connect(item, &QAction::triggered, this, [this, index] { Q_EMIT dialMSNChosen(index); });
+        m_msnItems[std::size_t(index - 1)] = item;
     }
     connect(addAction(m_M_Eurit, "mnuEuritSelProvider"), &QAction::triggered, this,
             &Main::selectCarrierRequested);
@@ -998,8 +999,8 @@ void Main::applyView(const MainViewState& view) {
     findChild<QMenu*>(QStringLiteral("mnuEuritUseMSN"))->setEnabled(view.msnBar);
     for (int index = 1; index <= 5; ++index) {
         const auto at = std::size_t(index - 1);
-        QAction* item = action(QStringLiteral("mnuEuritUseMSNA%1").arg(index).toLatin1().constData());
-        QAction* button = action(QStringLiteral("tbMSNSelect%1").arg(index).toLatin1().constData());
+        QAction* item = m_msnItems[at];
+        QAction* button = m_msnButtons[at];
         item->setText(view.msnCaptions[at]);
         button->setToolTip(view.msnToolTips[at]);
         item->setVisible(index <= view.msnButtons);

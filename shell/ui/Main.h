@@ -24,7 +24,6 @@ class Language;
 class ListItems;
 struct StatusPanel;
 class QAction;
-class QActionGroup;
 class QGroupBox;
 class QLabel;
 class QLineEdit;
@@ -183,7 +182,9 @@ private:
     QMenu* m_mnuKontext = nullptr;
     QMenu* m_Menu_frm = nullptr;
     QToolBar* m_tbMSNSelect = nullptr;
-    QActionGroup* m_msnGroup = nullptr;
+    // The own numbers 1 to 5: the buttons of tbMSNSelect and the items of mnuEuritUseMSN.
+    std::array<QAction*, 5> m_msnButtons{};
+    std::array<QAction*, 5> m_msnItems{};
     QToolBar* m_tbToolBar = nullptr;
     QWidget* m_listArea = nullptr;
     QTabBar* m_tbsTabStrip = nullptr;

@@ -4,6 +4,7 @@
 
 #include "shell/base/Language.h"
 #include "shell/ui/ProgramWindows.h"
+#include "tests/support/Screenshot.h"
 #include "tests/support/TestProgram.h"
 
 #include <QAction>
@@ -72,14 +73,7 @@ struct Window : TestProgram {
         return numbers;
     }
     QString connects() const { return line->requests().filter(S("Connect")).join(S("; ")); }
-    void snapshot(const QString& name) const {
-        const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
-        if (!dir.isEmpty()) {
-            QCoreApplication::processEvents();
-            QDir().mkpath(dir);
-            main->grab().save(QDir(dir).filePath(name + S(".png")));
-        }
-    }
+    void snapshot(const QString& name) const { SaveScreenshot(main, name); }
 };
 
 void ini(Program& program, const char* section, const char* key, const char* value) {

@@ -6,6 +6,7 @@
 #include "shell/call/Eurit30.h"
 #include "shell/ui/LineWaitWindow.h"
 #include "shell/ui/ProgramWindows.h"
+#include "tests/support/Screenshot.h"
 #include "tests/support/TestProgram.h"
 
 #include <QAction>
@@ -50,14 +51,7 @@ struct Window : TestProgram {
         return main->findChild<QLabel*>(QString::fromUtf8(name))->text();
     }
     QLineEdit* txtNumber() const { return main->findChild<QLineEdit*>(S("txtNumber")); }
-    void snapshot(const QString& name) const {
-        const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
-        if (!dir.isEmpty()) {
-            QCoreApplication::processEvents(); // let the tool bar lay out its buttons anew
-            QDir().mkpath(dir);
-            main->grab().save(QDir(dir).filePath(name + S(".png")));
-        }
-    }
+    void snapshot(const QString& name) const { SaveScreenshot(main, name); }
     // What the buttons show: visible keys, and which of DIAL and HANGUP are enabled.
     QString buttons() const {
         QStringList shown;
@@ -265,13 +259,6 @@ struct FailingStart : TestProgram {
         });
         poll->start(10);
     }
-    static void snapshot(QWidget* window, const QString& name) {
-        const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
-        if (!dir.isEmpty()) {
-            QDir().mkpath(dir);
-            window->grab().save(QDir(dir).filePath(name + S(".png")));
-        }
-    }
 };
 
 TEST(ProgramWindowsStart, ALineThatDoesNotStartAsksWhetherToTryAgainInTheUsersLanguage) {
@@ -299,7 +286,7 @@ TEST(ProgramWindowsStart, ALineThatDoesNotStartAsksWhetherToTryAgainInTheUsersLa
             ASSERT_TRUE(retry && close);
             EXPECT_EQ(retry->text(), lang.LanguageString(3207));
             EXPECT_EQ(close->text(), lang.LanguageString(3104));
-            FailingStart::snapshot(box, S("line-retry-%1").arg(lang.LanguageCode()));
+            SaveScreenshot(box, S("line-retry-%1").arg(lang.LanguageCode()));
             if (asked == 1) {
                 retry->click();
                 FailingStart::whenShown("LineRetryQuestion", answer); // the question after this try
@@ -327,7 +314,7 @@ TEST(ProgramWindowsStart, WaitingForTheLineShowsANoticeWithTheServerThatEndsTheW
         const QString text = notice->findChild<QLabel*>(S("lblWait"))->text();
         EXPECT_TRUE(text.contains(S("192.168.178.1:5031 (fritzbox)"))) << text.toStdString();
         EXPECT_FALSE(text.contains(S("%s")));
-        FailingStart::snapshot(notice, S("line-wait-%1").arg(t.program->language().LanguageCode()));
+        SaveScreenshot(notice, S("line-wait-%1").arg(t.program->language().LanguageCode()));
         notice->findChild<QPushButton*>(S("cmdGiveUp"))->click();
     });
     EXPECT_EQ(t.windows->Form_Load(), MainLifecycle::StartResult::LineFailed);

@@ -14,6 +14,8 @@
 #include <QTest>
 #include <QVBoxLayout>
 
+#include "tests/support/Screenshot.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -98,13 +100,7 @@ struct Opened {
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         return window.isNull();
     }
-    void snapshot(const QString& name) const {
-        const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
-        if (!dir.isEmpty()) {
-            QDir().mkpath(dir);
-            window->grab().save(QDir(dir).filePath(name + S(".png")));
-        }
-    }
+    void snapshot(const QString& name) const { SaveScreenshot(window, name); }
 
     std::unique_ptr<QWidget> anchor;
     QPushButton* button = nullptr;

@@ -19,6 +19,8 @@
 #include <QVBoxLayout>
 #include <QWheelEvent>
 
+#include "tests/support/Screenshot.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -33,14 +35,6 @@ QString S(const char* text) {
 void touch(const QString& path) {
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-}
-
-void snapshot(QWidget* widget, const QString& name) {
-    const QString dir = qEnvironmentVariable("MORVA_SCREENSHOT_DIR");
-    if (!dir.isEmpty()) {
-        QDir().mkpath(dir);
-        widget->grab().save(QDir(dir).filePath(name + S(".png")));
-    }
 }
 
 // A control on a window of its own, shown, so that focus and clicks work as for a user.
@@ -110,7 +104,7 @@ TEST(NumberControl, WithoutLimitsSetItRunsFromZeroToTen) {
     EXPECT_EQ(n.control->Value(), 0);
     EXPECT_EQ(n.box()->text(), S("0"));
     EXPECT_EQ(n.bar()->value(), ctlNummerText::RestPosition);
-    snapshot(n.control, S("ctlNummerText"));
+    SaveScreenshot(n.control, S("ctlNummerText"));
 
     struct Case {
         int set, value;
@@ -320,7 +314,7 @@ TEST(FileNameControl, ItsPropertiesStartWithTheirDefaults) {
     f.control->setDialogHeader(S("Ansage auswählen ..."));
     EXPECT_EQ(f.browse()->toolTip(), S("Ansage auswählen ..."));
     f.control->setFilePath(S("/home/user/sound/ansage.wav"));
-    snapshot(f.control, S("ctlDateiAuswahl"));
+    SaveScreenshot(f.control, S("ctlDateiAuswahl"));
 }
 
 TEST(FileNameControl, WindowsFiltersBecomeQtFilters) {
@@ -440,7 +434,7 @@ TEST(FileNameControl, ShowRedColoursANameThatCannotBeOpenedOnlyWhenTheTextOrTheF
     EXPECT_TRUE(f.control->isShownRed());
     ASSERT_EQ(changed.count(), 1) << "setting ShowRed raises FilePathChanged";
     EXPECT_EQ(changed.last().at(0).toString(), S("fehlt.wav"));
-    snapshot(f.control, S("ctlDateiAuswahl_red"));
+    SaveScreenshot(f.control, S("ctlDateiAuswahl_red"));
 
     f.type(S("da.wav"));
     EXPECT_FALSE(f.red()) << "completed against the default folder, it opens";
@@ -481,7 +475,7 @@ TEST(FileNameControl, ThePlayButtonShowsWhenAskedAndRequestsThePlayAndRecordWind
     EXPECT_TRUE(f.play()->isVisible());
     EXPECT_TRUE(f.control->ShowPlayButton());
     f.control->setFilePath(S("/home/user/sound/ansage.wav"));
-    snapshot(f.control, S("ctlDateiAuswahl_play"));
+    SaveScreenshot(f.control, S("ctlDateiAuswahl_play"));
     QSignalSpy requested(f.control, &ctlDateiAuswahl::playRecordRequested);
     QTest::mouseClick(f.play(), Qt::LeftButton);
     EXPECT_EQ(requested.count(), 1);
