@@ -133,6 +133,10 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "morva: already running; brought its window to the front\n");
         return 0;
     }
+    if (started == MainLifecycle::StartResult::SoundFailed) {
+        std::fprintf(stderr, "morva: the sound library could not start (see debug.txt)\n");
+        return 1;
+    }
     if (started == MainLifecycle::StartResult::LineFailed) {
         // The user has seen why and chose to end (or gave up waiting, or the session asked Morva to end).
         QString why = program.fatalMessage();

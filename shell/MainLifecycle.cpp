@@ -93,7 +93,12 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     m_program.Konfigurationen().Konfig_create();
     m_program.Phonebooks().Vorwahlen.LoadCarriers();
     m_program.callLog().SEZGDBOpen();
-    // The sound engine's start: the tones that ship go into the sound folder where it lacks them.
+    // The sound engine's start; only a sound library that cannot start at all ends the program (a missing
+    // sound server does not: sound then stays silent). The tones that ship go into the sound folder where
+    // it lacks them.
+    if (!m_program.sound().SoundInit(m_program.profiles(), Program::IniPath(m_program.dataDir()),
+                                     m_program.logs()))
+        return StartResult::SoundFailed;
     QStringList unwritten;
     m_program.sound().InstallShippedSounds(&unwritten);
     for (const QString& file : unwritten)
@@ -238,6 +243,8 @@ bool MainLifecycle::Form_QueryUnload() {
     step("Main Form_QueryUnload: CTIExit");
     m_program.stopLine();
     step("Main Form_QueryUnload: FDSNDExit");
+    m_program.sound().SoundExit(m_program.profiles(), Program::IniPath(m_program.dataDir()),
+                                m_program.logs());
     step("Main Form_QueryUnload: DINFO_Exit");
     step("Main Form_QueryUnload: NSM Exit");
     step("Main Form_QueryUnload: Eurit_Cfg_save");

@@ -58,7 +58,7 @@ QRect PlaceOnScreens(const QRect& wanted, const QList<QRect>& screens);
 
 class MainLifecycle {
 public:
-    enum class StartResult { Started, SecondInstance, LineFailed };
+    enum class StartResult { Started, SecondInstance, LineFailed, SoundFailed };
 
     // `claimInstance` runs the single-instance test: true when this is the only instance (or the test
     // could not run), false when another one runs and was brought to the front.

@@ -3,13 +3,15 @@
 #include "lines/capi/clsCti.h"
 #include "platform/Clock.h"
 #include "platform/cti/CtiLibrary.h"
+#include "platform/fdsnd/SilentSound.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
 
-Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir)
+Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir,
+                 std::shared_ptr<FdSndLibrary> sound)
     : m_clock(clock), m_dataDir(dataDir), m_profiles(&clock), m_registry(m_profiles, RegistryPath(dataDir)),
       m_logs(clock, m_settings, dataDir), m_dialogs(m_logs),
       m_Konfigurationen(ConfigDependencies{.settings = m_settings,
@@ -49,8 +51,9 @@ Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QSt
       m_lists(m_Phonebooks, m_callLog, m_lastNumbers, m_profiles, IniPath(dataDir), m_language, m_dialogs),
       m_actions(m_settings), m_settingsStore(m_profiles, m_registry, IniPath(dataDir), m_settings,
                                              m_lastNumbers, m_actions, m_language),
-      m_sound(dataDir), m_call(clock, m_settings, m_language, m_Konfigurationen, m_Phonebooks, m_callLog,
-                               m_actions, m_lastNumbers),
+      m_soundLibrary(sound ? std::move(sound) : std::make_shared<SilentSound>()),
+      m_sound(dataDir, *m_soundLibrary), m_call(clock, m_settings, m_language, m_Konfigurationen,
+                                                m_Phonebooks, m_callLog, m_actions, m_lastNumbers),
       m_line(std::move(line)), m_cti(*m_line, clock, m_settings, m_logs, m_call, m_call, m_Konfigurationen,
                                      m_sound, m_machine, dataDir),
       m_commands(m_settings, m_call, m_call, m_cti, m_Konfigurationen, m_Phonebooks.Vorwahlen, nullptr),

@@ -33,12 +33,14 @@
 
 class Clock;
 class CtiLibrary;
+class FdSndLibrary;
 
 class Program {
 public:
     // `dataDir` is the folder of the data files and the logs (the phonebooks in its folder "Data");
-    // `line` the ISDN line library.
-    Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir);
+    // `line` the ISDN line library; `sound` the sound library (none: a silent one, for tests and tools).
+    Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QString& dataDir,
+            std::shared_ptr<FdSndLibrary> sound = nullptr);
     ~Program();
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
@@ -135,6 +137,7 @@ private:
     MainLists m_lists;
     ActionRules m_actions;
     SettingsStore m_settingsStore;
+    std::shared_ptr<FdSndLibrary> m_soundLibrary;
     SoundEngine m_sound;
     AnsweringMachine m_machine;
     Eurit30 m_call;

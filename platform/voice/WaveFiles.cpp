@@ -307,4 +307,244 @@ QString WaveFormatText(int formatNumber) {
              format.channels == 1 ? QStringLiteral("Mono") : QStringLiteral("Stereo"));
 }
 
+namespace {
+
+int bytesPerSampleOf(int format) {
+    switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+    case SF_FORMAT_ALAW:
+    case SF_FORMAT_ULAW:
+        return 1;
+    case SF_FORMAT_PCM_24:
+        return 3;
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_FLOAT:
+        return 4;
+    case SF_FORMAT_DOUBLE:
+        return 8;
+    default:
+        return 2;
+    }
+}
+
+int formatNumberOf(const WaveFileInfo& info) {
+    for (int number = 1; number <= 17; ++number) {
+        WaveFormat format{};
+        waveFormat(number, &format);
+        const bool alaw = format.subtype == SF_FORMAT_ALAW;
+        if (format.rate == info.rate && format.channels == info.channels && alaw == info.alaw &&
+            (alaw || bytesPerSampleOf(format.subtype) == info.bytesPerSample))
+            return number;
+    }
+    return 0;
+}
+
+FileHandle openForReading(const QString& path, SF_INFO* info, QString* error) {
+    *info = SF_INFO{};
+    FileHandle file(sf_open(QFile::encodeName(path).constData(), SFM_READ, info));
+    if (!file && error)
+        *error = fileError(path, QStringLiteral("cannot be read: ") + libraryReason());
+    return file;
+}
+
+// Copies every frame of `from` to the end of `to`, in chunks.
+bool copyFrames(SNDFILE* from, int channels, SNDFILE* to) {
+    std::vector<int16_t> chunk(ReadChunk * size_t(channels));
+    for (;;) {
+        const sf_count_t got = sf_readf_short(from, chunk.data(), sf_count_t(ReadChunk));
+        if (got <= 0)
+            return true;
+        if (sf_writef_short(to, chunk.data(), got) != got)
+            return false;
+    }
+}
+
+} // namespace
+
+QString WaveFileInfo::text() const {
+    if (formatNumber != 0)
+        return WaveFormatText(formatNumber);
+    const QString rateText =
+        QString::number(rate / 1000.0, 'f', 3).replace(QLatin1Char('.'), QLatin1Char(','));
+    const QString channelText = channels == 1   ? QStringLiteral("Mono")
+                                : channels == 2 ? QStringLiteral("Stereo")
+                                                : QStringLiteral("%1 Kanäle").arg(channels);
+    return QStringLiteral("%1 %2 kHz; %3 Bit; %4")
+        .arg(alaw ? QStringLiteral("CCITT A-Law") : QStringLiteral("PCM"), rateText)
+        .arg(bytesPerSample * 8)
+        .arg(channelText);
+}
+
+bool ReadWaveInfo(const QString& path, WaveFileInfo* info, QString* error) {
+    SF_INFO sf{};
+    const FileHandle file = openForReading(path, &sf, error);
+    if (!file)
+        return false;
+    *info = WaveFileInfo{};
+    info->rate = sf.samplerate;
+    info->channels = sf.channels;
+    info->bytesPerSample = bytesPerSampleOf(sf.format);
+    info->alaw = (sf.format & SF_FORMAT_SUBMASK) == SF_FORMAT_ALAW;
+    info->frames = sf.frames;
+    info->formatNumber = formatNumberOf(*info);
+    return true;
+}
+
+bool AppendWave(const QString& target, const QString& piece, QString* error) {
+    const auto fail = [error](const QString& why) {
+        if (error)
+            *error = why;
+        return false;
+    };
+    const QString partial = target + QStringLiteral(".part");
+    QFile::remove(partial);
+    if (!QFileInfo::exists(target)) {
+        SF_INFO pieceInfo{};
+        if (!openForReading(piece, &pieceInfo, error))
+            return false;
+        if (!QFile::copy(piece, partial) || !QFile::rename(partial, target)) {
+            QFile::remove(partial);
+            return fail(fileError(target, QStringLiteral("cannot be written")));
+        }
+        return true;
+    }
+    SF_INFO targetInfo{};
+    SF_INFO pieceInfo{};
+    const FileHandle from = openForReading(target, &targetInfo, error);
+    if (!from)
+        return false;
+    const FileHandle add = openForReading(piece, &pieceInfo, error);
+    if (!add)
+        return false;
+    if (targetInfo.samplerate != pieceInfo.samplerate || targetInfo.channels != pieceInfo.channels)
+        return fail(fileError(
+            piece, QStringLiteral("has another rate or number of channels than \"%1\"").arg(target)));
+    SF_INFO outInfo = targetInfo;
+    outInfo.frames = 0;
+    bool written = false;
+    {
+        const FileHandle out(sf_open(QFile::encodeName(partial).constData(), SFM_WRITE, &outInfo));
+        if (!out)
+            return fail(fileError(target, QStringLiteral("cannot be written: ") + libraryReason()));
+        written = copyFrames(from.get(), targetInfo.channels, out.get()) &&
+                  copyFrames(add.get(), pieceInfo.channels, out.get());
+    }
+    if (!written || !QFile::remove(target) || !QFile::rename(partial, target)) {
+        QFile::remove(partial);
+        return fail(fileError(target, QStringLiteral("cannot be written")));
+    }
+    return true;
+}
+
+struct NativeWaveReader::State {
+    FileHandle file;
+    SF_INFO info{};
+};
+
+NativeWaveReader::NativeWaveReader() = default;
+NativeWaveReader::~NativeWaveReader() = default;
+
+bool NativeWaveReader::open(const QString& path, QString* error) {
+    close();
+    auto state = std::make_unique<State>();
+    state->file = openForReading(path, &state->info, error);
+    if (!state->file)
+        return false;
+    state_ = std::move(state);
+    return true;
+}
+
+int NativeWaveReader::rate() const {
+    return state_ ? state_->info.samplerate : 0;
+}
+
+int NativeWaveReader::channels() const {
+    return state_ ? state_->info.channels : 0;
+}
+
+int64_t NativeWaveReader::frames() const {
+    return state_ ? state_->info.frames : 0;
+}
+
+size_t NativeWaveReader::read(int16_t* interleaved, size_t frames) {
+    if (!state_)
+        return 0;
+    const sf_count_t got = sf_readf_short(state_->file.get(), interleaved, sf_count_t(frames));
+    return got > 0 ? size_t(got) : 0;
+}
+
+void NativeWaveReader::rewind() {
+    if (state_)
+        sf_seek(state_->file.get(), 0, SEEK_SET);
+}
+
+bool NativeWaveReader::isOpen() const {
+    return state_ != nullptr;
+}
+
+void NativeWaveReader::close() {
+    state_.reset();
+}
+
+struct NativeWaveWriter::State {
+    FileHandle file;
+    WaveFormat format{};
+    int64_t frames = 0;
+};
+
+NativeWaveWriter::NativeWaveWriter() = default;
+NativeWaveWriter::~NativeWaveWriter() = default;
+
+bool NativeWaveWriter::open(const QString& path, int formatNumber, QString* error) {
+    close();
+    auto state = std::make_unique<State>();
+    if (!waveFormat(formatNumber, &state->format)) {
+        if (error)
+            *error = fileError(
+                path, QStringLiteral("cannot be written in the unknown sound format %1").arg(formatNumber));
+        return false;
+    }
+    SF_INFO info{};
+    info.samplerate = state->format.rate;
+    info.channels = state->format.channels;
+    info.format = SF_FORMAT_WAV | state->format.subtype;
+    state->file.reset(sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info));
+    if (!state->file) {
+        if (error)
+            *error = fileError(path, QStringLiteral("cannot be written: ") + libraryReason());
+        return false;
+    }
+    state_ = std::move(state);
+    return true;
+}
+
+int NativeWaveWriter::rate() const {
+    return state_ ? state_->format.rate : 0;
+}
+
+int NativeWaveWriter::channels() const {
+    return state_ ? state_->format.channels : 0;
+}
+
+void NativeWaveWriter::write(const int16_t* interleaved, size_t frames) {
+    if (!state_)
+        return;
+    const sf_count_t done = sf_writef_short(state_->file.get(), interleaved, sf_count_t(frames));
+    if (done > 0)
+        state_->frames += done;
+}
+
+int64_t NativeWaveWriter::dataBytes() const {
+    return state_ ? state_->frames * state_->format.channels * bytesPerSampleOf(state_->format.subtype) : 0;
+}
+
+void NativeWaveWriter::close() {
+    state_.reset();
+}
+
+bool NativeWaveWriter::isOpen() const {
+    return state_ != nullptr;
+}
+
 } // namespace voice

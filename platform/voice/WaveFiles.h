@@ -60,4 +60,67 @@ private:
 // "unbekanntes Soundformat" for a number that is none.
 QString WaveFormatText(int formatNumber);
 
+// A wave file's format and length, as its header tells them.
+struct WaveFileInfo {
+    int rate = 0;
+    int channels = 0;
+    int bytesPerSample = 0; // of one channel: 1 for 8-bit PCM and A-law, 2 for 16-bit PCM, ...
+    bool alaw = false;
+    int64_t frames = 0;
+    int formatNumber = 0; // the wave format number, 0 for a format outside the table
+    int bytesPerBlock() const { return bytesPerSample * channels; }
+    int64_t dataBytes() const { return frames * bytesPerBlock(); }
+    // The format in the program's words: the table's text, or the same words for a format outside it.
+    QString text() const;
+};
+
+// Reads the header of `path`. False with `error` (may be null) when it is no sound file libsndfile reads.
+bool ReadWaveInfo(const QString& path, WaveFileInfo* info, QString* error);
+
+// Appends the sound of `piece` to `target`, in the target's encoding; a missing target becomes a copy of
+// the piece. The two must have the same rate and channels. The target is changed through a copy that
+// replaces it, so a failure leaves it as it was.
+bool AppendWave(const QString& target, const QString& piece, QString* error);
+
+// A wave file read as it is stored: interleaved 16-bit frames at the file's own rate and channels, for a
+// sound server that converts what it plays.
+class NativeWaveReader {
+public:
+    NativeWaveReader();
+    ~NativeWaveReader();
+    bool open(const QString& path, QString* error);
+    int rate() const;
+    int channels() const;
+    int64_t frames() const;
+    // Fills up to `frames` frames; returns how many, 0 at the end.
+    size_t read(int16_t* interleaved, size_t frames);
+    void rewind();
+    bool isOpen() const;
+    void close();
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+// A wave file of a wave format number written from interleaved 16-bit frames at that format's own rate
+// and channels (libsndfile encodes 8-bit PCM and A-law).
+class NativeWaveWriter {
+public:
+    NativeWaveWriter();
+    ~NativeWaveWriter();
+    bool open(const QString& path, int formatNumber, QString* error);
+    int rate() const;
+    int channels() const;
+    void write(const int16_t* interleaved, size_t frames);
+    // Bytes of sound written so far, in the file's encoding.
+    int64_t dataBytes() const;
+    void close();
+    bool isOpen() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
 } // namespace voice

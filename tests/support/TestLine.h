@@ -9,6 +9,7 @@
 #include "lines/capi/CtiBinding.h"
 #include "lines/sound/SoundEngine.h"
 #include "platform/Clock.h"
+#include "platform/fdsnd/SilentSound.h"
 #include "platform/profile/ProfileStore.h"
 #include "shell/base/CallRecord.h"
 #include "shell/base/Language.h"
@@ -89,7 +90,8 @@ struct TestLine {
                                                  .profiles = profiles,
                                                  .dataFolder = dir.path(),
                                                  .iniPath = dir.filePath(QStringLiteral("Morva.ini"))}};
-    SoundEngine sound{dir.path()};
+    SilentSound soundLibrary;
+    SoundEngine sound{dir.path(), soundLibrary};
     AnsweringMachine machine;
     RecordingDisplay call{clock};
     std::unique_ptr<CtiLibrary> library;

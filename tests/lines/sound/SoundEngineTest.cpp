@@ -1,6 +1,7 @@
 // The sound engine's folder: names of sound files resolved against it and kept relative to it.
 
 #include "lines/sound/SoundEngine.h"
+#include "platform/fdsnd/SilentSound.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,7 +19,8 @@ QString S(const char* text) {
 
 TEST(SoundPaths, NamesAreResolvedAgainstAndMadeRelativeToTheSoundFolder) {
     QTemporaryDir dir;
-    const SoundEngine sound(dir.path());
+    SilentSound library;
+    const SoundEngine sound(dir.path(), library);
     const QString folder = dir.path() + S("/sound/");
     EXPECT_EQ(sound.SoundFullPath(S("ring.wav")), folder + S("ring.wav"));
     EXPECT_EQ(sound.SoundFullPath(S("../ring.wav")), dir.path() + S("/ring.wav"));
@@ -31,7 +33,8 @@ TEST(SoundPaths, NamesAreResolvedAgainstAndMadeRelativeToTheSoundFolder) {
 
 TEST(ShippedSounds, MissingTonesGoIntoTheSoundFolderAndAUsersFileStays) {
     QTemporaryDir dir;
-    const SoundEngine sound(dir.path());
+    SilentSound library;
+    const SoundEngine sound(dir.path(), library);
     const QString folder = dir.path() + S("/sound/");
     // The user's own ringback, already there.
     QDir().mkpath(folder);
@@ -60,7 +63,7 @@ TEST(ShippedSounds, MissingTonesGoIntoTheSoundFolderAndAUsersFileStays) {
     QFile blocker(dir.path() + S("/blocked"));
     ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
     blocker.close();
-    SoundEngine blocked(dir.path());
+    SoundEngine blocked(dir.path(), library);
     blocked.DefaultSoundPath = dir.path() + S("/blocked/sound/");
     failed.clear();
     EXPECT_TRUE(blocked.InstallShippedSounds(&failed).isEmpty());
