@@ -1,0 +1,70 @@
+#pragma once
+
+// The sound library on the desktop's sound server, through PulseAudio's API (which PipeWire serves as
+// well). One thread of PulseAudio's threaded main loop runs everything that talks to the server; the
+// program's calls take that loop's lock for the moment they need.
+//
+// The library does not depend on the server: without one it starts, plays and records nothing (the calls
+// fail, as for a missing file), and tries to reach a server every half second. When a server appears or
+// comes back, the line's voice streams that are wanted are opened again, so a call gets its sound back
+// within a second of the server's return. A named device the server does not have is replaced by the
+// server's default device for that stream.
+
+#include "platform/fdsnd/FdSndLibrary.h"
+
+#include <memory>
+
+// Sizes of the line's voice path, in samples at 8 kHz: the FIFO between the line's clock and the sound
+// card's in each direction, and the server's buffer of the voice streams.
+struct PulseVoiceBuffers {
+    int fifoTarget = 160; // 20 ms
+    int fifoLimit = 800;  // 100 ms
+    int serverMs = 20;    // the playback stream's target length; the capture stream's fragment is half
+};
+
+class PulseSound final : public FdSndLibrary {
+public:
+    // `applicationName` is what the server's mixer shows for the program's streams.
+    explicit PulseSound(const QString& applicationName = QStringLiteral("Morva"),
+                        PulseVoiceBuffers buffers = {});
+    ~PulseSound() override;
+    PulseSound(const PulseSound&) = delete;
+    PulseSound& operator=(const PulseSound&) = delete;
+
+    // Starts the library's thread and the search for a server; waits at most a second for the first
+    // answer, so that the devices are known to the start when a server runs. Negative only when the
+    // thread cannot run.
+    int32_t fdsnd_Init() override;
+    int32_t fdsnd_Exit() override;
+    int32_t fdsnd_WaveOutInit(const FdSndConfig& config) override;
+    int32_t fdsnd_WaveInInit(const FdSndConfig& config) override;
+    int32_t fdsnd_WaveOutExit() override;
+    int32_t fdsnd_WaveInExit() override;
+    int32_t fdsnd_WaveOutLoopStart(const QString& path, int32_t count) override;
+    int32_t fdsnd_WaveOutStop() override;
+    int32_t fdsnd_WaveInStart(const QString& path, int32_t formatNumber) override;
+    int32_t fdsnd_WaveInStop() override;
+    int32_t fdsnd_GetOutVolume() const override;
+    int32_t fdsnd_SetOutVolume(int32_t value) override;
+    int32_t fdsnd_GetInVolume() const override;
+    int32_t fdsnd_SetInVolume(int32_t value) override;
+    bool serverAvailable() const override;
+    void setServerWatcher(std::function<void(bool available)> watcher) override;
+    std::vector<FdSndDevice> outDevices() const override;
+    std::vector<FdSndDevice> inDevices() const override;
+    QString defaultOutDescription() const override;
+    QString defaultInDescription() const override;
+    std::shared_ptr<voice::AudioDevice> voiceDevice() override;
+
+    // Whether a file plays or a recording runs now.
+    bool playing() const;
+    bool recording() const;
+    // The server's own latency of the voice streams now, in microseconds (playback, capture); -1 where a
+    // stream is not running. For measurements.
+    std::pair<int64_t, int64_t> voiceServerLatency() const;
+
+    struct Core;
+
+private:
+    std::shared_ptr<Core> m_core;
+};
