@@ -3,6 +3,7 @@
 #include "platform/Clock.h"
 #include "platform/TerminationSignals.h"
 #include "platform/capilink/CapiLink.h"
+#include "platform/fdsnd/PulseSound.h"
 #include "platform/profile/ProfileStore.h"
 #include "shell/Program.h"
 #include "shell/base/IsdnSection.h"
@@ -79,6 +80,8 @@ int main(int argc, char* argv[]) {
     }
 
     const QString dataDir = QDir::currentPath();
+    // Sound through the desktop's sound server; without one the program runs silent and says so.
+    auto sound = std::make_shared<PulseSound>();
     std::unique_ptr<CtiLibrary> line;
     StandInLine* standIn = nullptr;
     QString serverName;
@@ -103,13 +106,12 @@ int main(int argc, char* argv[]) {
                 return 2;
             }
         }
-        // The sound card joins the line once the sound engine has one; until then the voice path is silent.
-        line = std::make_unique<CapiLink>(server, nullptr);
+        line = std::make_unique<CapiLink>(server, sound->voiceDevice());
         serverName = server.name();
     }
 
     SystemClock clock;
-    Program program(clock, std::move(line), dataDir);
+    Program program(clock, std::move(line), dataDir, sound);
     ProgramWindows windows(program);
     QObject::disconnect(earlyStop);
     QObject::connect(&signals_, &TerminationSignals::terminationRequested, &windows.main(),

@@ -34,9 +34,9 @@ CapiServer ExchangeServer() {
     return {"fritzbox", "127.0.0.1", ExchangePort()};
 }
 
-std::unique_ptr<CapiExchange> StartExchange(CapiExchange::Options options) {
+std::unique_ptr<CapiExchange> StartExchange(CapiExchange::Options options, bool realTime) {
     options.port = ExchangePort();
-    if (options.speed == 1.0)
+    if (options.speed == 1.0 && !realTime)
         options.speed = TestLineSpeed;
     auto exchange = std::make_unique<CapiExchange>(options);
     QString error;
@@ -68,8 +68,10 @@ bool WaitUntil(const std::function<bool()>& pred, int timeoutMs, const std::func
 
 // ----- LineHarness
 
-LineHarness::LineHarness(CapiExchange::Options options, std::shared_ptr<voice::AudioDevice> audio)
-    : exchange(StartExchange(options)), line(std::make_unique<CapiLink>(ExchangeServer(), std::move(audio))) {
+LineHarness::LineHarness(CapiExchange::Options options, std::shared_ptr<voice::AudioDevice> audio,
+                         bool realTime)
+    : exchange(StartExchange(options, realTime)),
+      line(std::make_unique<CapiLink>(ExchangeServer(), std::move(audio))) {
     EXPECT_GT(line->cti_Init(), 0) << line->lastError().toStdString();
     EifcFields fields;
     fields.LogFile = QDir(dir.path()).filePath(QStringLiteral("Ctilog.txt")).toLocal8Bit();

@@ -22,8 +22,9 @@ CapiServer ExchangeServer();
 // The exchange's line runs this many times faster than real time in tests.
 constexpr double TestLineSpeed = 4.0;
 
-// An exchange on the process's port, started; fails the test when it cannot start.
-std::unique_ptr<CapiExchange> StartExchange(CapiExchange::Options options = {});
+// An exchange on the process's port, started; fails the test when it cannot start. Its line runs at
+// TestLineSpeed unless `realTime` (for a sound card, which plays at its own pace).
+std::unique_ptr<CapiExchange> StartExchange(CapiExchange::Options options = {}, bool realTime = false);
 
 // The line has registered a second time and listens again (a LISTEN_CONF after the second REGISTER).
 bool ListeningAgain(const CapiExchange& exchange);
@@ -34,7 +35,8 @@ bool WaitUntil(const std::function<bool()>& pred, int timeoutMs = 5000,
 
 // The line library with a callback that records every event and decides offered calls as told.
 struct LineHarness {
-    explicit LineHarness(CapiExchange::Options options = {}, std::shared_ptr<voice::AudioDevice> audio = {});
+    explicit LineHarness(CapiExchange::Options options = {}, std::shared_ptr<voice::AudioDevice> audio = {},
+                         bool realTime = false);
     ~LineHarness();
 
     std::vector<CtiEvent> events() const;

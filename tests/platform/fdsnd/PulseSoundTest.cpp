@@ -4,9 +4,9 @@
 #include "platform/fdsnd/PulseSound.h"
 #include "platform/voice/AudioDevice.h"
 #include "platform/voice/WaveFiles.h"
-#include "tests/support/PulseServer.h"
 #include "tests/support/SoundAnalysis.h"
 #include "tests/support/TestEnvironment.h"
+#include "tools/soundserver/PulseServer.h"
 
 #include <QDeadlineTimer>
 #include <QTemporaryDir>

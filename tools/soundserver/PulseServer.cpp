@@ -1,4 +1,4 @@
-#include "tests/support/PulseServer.h"
+#include "tools/soundserver/PulseServer.h"
 
 #include <QDeadlineTimer>
 #include <QFile>

@@ -1,6 +1,6 @@
 #pragma once
 
-// A PulseAudio sound server of the test's own, in the test process's private runtime folder: a null sink
+// A PulseAudio sound server of its own, in the process's runtime folder (a test's private one): a null sink
 // "ci_sink" at 8 kHz mono as the loudspeaker, and "ci_mic", a source made of that sink's monitor, as the
 // microphone (with a listener of its own on the sink, so that it renders in small steps as a sound card
 // plays). What is played to the sink is therefore heard by the microphone, which lets a test hear
