@@ -31,8 +31,8 @@ int32_t deviceIndex(const std::vector<FdSndDevice>& devices, const QString& name
 
 // The device to open for a stored number and name. The name decides where there is one: the numbering of
 // the server's devices changes when a device is plugged in or out. A stored device the server does not
-// have now leaves the default for this run; the setting stays, so the device is used again once it is
-// back. Without a server nothing can be checked and the name is handed on as it is.
+// have now leaves the default for this run (number -1); the stored name stays, so the device is used again
+// once it is back. Without a server nothing can be checked and the name is handed on as it is.
 QString chooseDevice(int32_t& number, QString& name, const std::vector<FdSndDevice>& devices,
                      bool serverAvailable, const QString& direction, Logs& logs) {
     if (!serverAvailable)
@@ -47,8 +47,9 @@ QString chooseDevice(int32_t& number, QString& name, const std::vector<FdSndDevi
     const int32_t index = deviceIndex(devices, name);
     if (index < 0) {
         logs.ErrorLog(QStringLiteral("SoundInit: the sound %1 device \"%2\" is not there; the default device "
-                                     "plays instead")
+                                     "is used instead")
                           .arg(direction, name));
+        number = -1;
         return QString();
     }
     number = index;
