@@ -496,9 +496,7 @@ void PulseSound::Core::openSpeaker() {
     pa_cvolume_set(&volume, 1, serverVolume(outVolume));
     const QByteArray device = sinkFor(outDevice);
     pa_stream_connect_playback(speaker, device.isEmpty() ? nullptr : device.constData(), &attributes,
-                               pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_INTERPOLATE_TIMING |
-                                                 PA_STREAM_AUTO_TIMING_UPDATE),
-                               &volume, nullptr);
+                               PA_STREAM_ADJUST_LATENCY, &volume, nullptr);
 }
 
 void PulseSound::Core::fillSpeaker(size_t bytes) {
@@ -536,8 +534,7 @@ void PulseSound::Core::openMicrophone() {
     attributes.fragsize = uint32_t(buffers.serverMs * VoiceRate / 1000) * sizeof(int16_t) / 2;
     const QByteArray device = sourceFor(inDevice);
     pa_stream_connect_record(microphone, device.isEmpty() ? nullptr : device.constData(), &attributes,
-                             pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_INTERPOLATE_TIMING |
-                                               PA_STREAM_AUTO_TIMING_UPDATE));
+                             PA_STREAM_ADJUST_LATENCY);
 }
 
 void PulseSound::Core::takeMicrophone() {
@@ -876,14 +873,29 @@ bool PulseSound::recording() const {
 }
 
 std::pair<int64_t, int64_t> PulseSound::voiceServerLatency() const {
-    const LoopLock lock(m_core->loop);
-    const auto latency = [](pa_stream* stream) -> int64_t {
+    Core& c = *m_core;
+    if (!c.loop)
+        return {-1, -1};
+    const LoopLock lock(c.loop);
+    // The streams keep no running timing (it would wake the library's thread ten times a second more):
+    // ask the server now and wait for its answer.
+    const auto latency = [&c](pa_stream* stream) -> int64_t {
+        if (!stream || pa_stream_get_state(stream) != PA_STREAM_READY)
+            return -1;
+        pa_operation* update = pa_stream_update_timing_info(
+            stream,
+            [](pa_stream*, int, void* loop) {
+                pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(loop), 0);
+            },
+            c.loop);
+        while (update && pa_operation_get_state(update) == PA_OPERATION_RUNNING)
+            pa_threaded_mainloop_wait(c.loop);
+        dropOperation(update);
         pa_usec_t usec = 0;
         int negative = 0;
-        if (!stream || pa_stream_get_state(stream) != PA_STREAM_READY ||
-            pa_stream_get_latency(stream, &usec, &negative) < 0)
+        if (pa_stream_get_latency(stream, &usec, &negative) < 0)
             return -1;
         return negative ? -int64_t(usec) : int64_t(usec);
     };
-    return {latency(m_core->speaker), latency(m_core->microphone)};
+    return {latency(c.speaker), latency(c.microphone)};
 }
