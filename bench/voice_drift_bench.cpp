@@ -2,9 +2,10 @@
 // a ten-minute call in simulated time. The line pushes 160-sample blocks at 8000 samples a second (or
 // several blocks at once), the card pops chunks of changing size at 8000 * (1 + drift) samples a second.
 //
-// Reported per call: underruns and dropped samples; the lowest depth after a pop and the highest after a
-// push, both from the first second on; the mean depth after a pop and the range of the ratio (in parts
-// per million off 1), both from the second minute on; and the CPU time one second of call costs. The
+// Reported: underruns and dropped samples per call; over all calls run (each with its own chunk sizes),
+// the lowest depth after a pop and the highest after a push, both from the first second on; the mean
+// depth after a pop and the range of the ratio (in parts per million off 1), both from the second minute
+// on, and the ratio's range in the first minute; and the CPU time one second of call costs. The
 // same calls through a plain FIFO (a copy in, a copy out, nothing steered) give the cost of the
 // simulation itself.
 
@@ -40,8 +41,24 @@ struct CallResult {
     size_t maxDepth = 0;
     double depthSum = 0;
     uint64_t depthCount = 0;
-    double minRatio = 2;
+    double minRatio = 2; // from the second minute on
     double maxRatio = 0;
+    double minStartRatio = 2; // in the first minute
+    double maxStartRatio = 0;
+
+    // The worst of two calls.
+    void add(const CallResult& other) {
+        underruns += other.underruns;
+        dropped += other.dropped;
+        minDepth = std::min(minDepth, other.minDepth);
+        maxDepth = std::max(maxDepth, other.maxDepth);
+        depthSum += other.depthSum;
+        depthCount += other.depthCount;
+        minRatio = std::min(minRatio, other.minRatio);
+        maxRatio = std::max(maxRatio, other.maxRatio);
+        minStartRatio = std::min(minStartRatio, other.minStartRatio);
+        maxStartRatio = std::max(maxStartRatio, other.maxStartRatio);
+    }
 };
 
 // A FIFO that only copies: what the simulation costs without any steering.
@@ -94,7 +111,10 @@ template <class Buffer> CallResult simulateCall(Buffer& buffer, const Call& call
             popTime += double(n) / cardRate;
             if (popTime > 1)
                 result.minDepth = std::min(result.minDepth, buffer.depth());
-            if (popTime > 60) {
+            if (popTime <= 60) {
+                result.minStartRatio = std::min(result.minStartRatio, buffer.ratio());
+                result.maxStartRatio = std::max(result.maxStartRatio, buffer.ratio());
+            } else {
                 result.depthSum += double(buffer.depth());
                 ++result.depthCount;
                 result.minRatio = std::min(result.minRatio, buffer.ratio());
@@ -113,13 +133,17 @@ Call callFrom(const benchmark::State& state) {
 }
 
 void report(benchmark::State& state, const CallResult& result) {
-    state.counters["underruns"] = double(result.underruns);
-    state.counters["dropped"] = double(result.dropped);
+    // Per call, on average over the calls run; the depths and ratios are the extremes over all of them.
+    const double calls = double(state.iterations());
+    state.counters["underruns"] = double(result.underruns) / calls;
+    state.counters["dropped"] = double(result.dropped) / calls;
     state.counters["min_depth"] = double(result.minDepth);
     state.counters["max_depth"] = double(result.maxDepth);
     state.counters["mean_depth"] = result.depthSum / double(std::max<uint64_t>(result.depthCount, 1));
     state.counters["ratio_lo_ppm"] = (result.minRatio - 1) * 1e6;
     state.counters["ratio_hi_ppm"] = (result.maxRatio - 1) * 1e6;
+    state.counters["start_ratio_lo_ppm"] = (result.minStartRatio - 1) * 1e6;
+    state.counters["start_ratio_hi_ppm"] = (result.maxStartRatio - 1) * 1e6;
     // CPU seconds per second of call.
     state.counters["cpu_per_call_s"] = benchmark::Counter(
         CallSeconds * double(state.iterations()), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
@@ -131,7 +155,7 @@ void BM_DriftingCall(benchmark::State& state) {
     uint32_t seed = 1;
     for (auto _ : state) {
         voice::JitterBuffer buffer(Target, Limit);
-        result = simulateCall(buffer, call, seed++);
+        result.add(simulateCall(buffer, call, seed++));
     }
     report(state, result);
 }
@@ -142,7 +166,7 @@ void BM_PlainFifoCall(benchmark::State& state) {
     uint32_t seed = 1;
     for (auto _ : state) {
         PlainFifo buffer;
-        result = simulateCall(buffer, call, seed++);
+        result.add(simulateCall(buffer, call, seed++));
     }
     report(state, result);
 }
