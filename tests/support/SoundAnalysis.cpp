@@ -41,20 +41,23 @@ double Rms(const std::vector<int16_t>& samples) {
 }
 
 double ToneShare(const std::vector<int16_t>& samples, double hertz) {
+    // Windows of 20 ms: wide enough in frequency that a tone a percent off its pitch still counts.
+    constexpr size_t Window = 160;
     const double coefficient = 2 * std::cos(2 * M_PI * hertz / 8000);
-    double s1 = 0;
-    double s2 = 0;
+    double atTone = 0;
     double energy = 0;
-    for (const int16_t sample : samples) {
-        const double s = sample + coefficient * s1 - s2;
-        s2 = s1;
-        s1 = s;
-        energy += double(sample) * sample;
+    for (size_t start = 0; start + Window <= samples.size(); start += Window) {
+        double s1 = 0;
+        double s2 = 0;
+        for (size_t i = start; i < start + Window; ++i) {
+            const double s = samples[i] + coefficient * s1 - s2;
+            s2 = s1;
+            s1 = s;
+            energy += double(samples[i]) * samples[i];
+        }
+        atTone += 2 * (s1 * s1 + s2 * s2 - coefficient * s1 * s2) / double(Window);
     }
-    if (energy <= 0)
-        return 0;
-    const double power = s1 * s1 + s2 * s2 - coefficient * s1 * s2;
-    return 2 * power / (double(samples.size()) * energy);
+    return energy > 0 ? atTone / energy : 0;
 }
 
 long FirstLoud(const std::vector<int16_t>& samples, int level, size_t from) {

@@ -13,7 +13,8 @@ int64_t WriteSine(const QString& path, double hertz, double seconds, int formatN
 // The samples of a wave file as 8 kHz mono; empty when it cannot be read.
 std::vector<int16_t> ReadSamples(const QString& path);
 double Rms(const std::vector<int16_t>& samples);
-// The share of the samples' energy that lies at `hertz` (8 kHz samples): near 1 for a clean tone of that
+// The share of the samples' energy that lies within about 25 Hz of `hertz` (8 kHz samples, in windows of
+// 20 ms): near 1 for a clean tone of that
 // frequency however long the silence around it, near 0 for another tone or noise.
 double ToneShare(const std::vector<int16_t>& samples, double hertz);
 // The index of the first sample whose magnitude reaches `level`, or -1.
