@@ -82,6 +82,8 @@ void BM_VoiceRoundTrip(benchmark::State& state) {
         tick();
     double speakerServer = 0;
     double microphoneServer = 0;
+    double speakerFifo = 0;
+    double microphoneFifo = 0;
     int64_t longest = 0;
     for (auto _ : state) {
         for (size_t i = 0; i < Block; ++i)
@@ -114,6 +116,9 @@ void BM_VoiceRoundTrip(benchmark::State& state) {
         const auto [speaker, microphone] = sound.voiceServerLatency();
         speakerServer += double(speaker) / 1000;
         microphoneServer += double(microphone) / 1000;
+        const auto [toSpeaker, fromMicrophone] = sound.voiceFifoDepths();
+        speakerFifo += double(toSpeaker) / 8;
+        microphoneFifo += double(fromMicrophone) / 8;
         for (int i = 0; i < 15; ++i) // the echo dies away
             tick();
     }
@@ -124,6 +129,8 @@ void BM_VoiceRoundTrip(benchmark::State& state) {
         benchmark::Counter(speakerServer, benchmark::Counter::kAvgIterations);
     state.counters["mic_server_ms"] =
         benchmark::Counter(microphoneServer, benchmark::Counter::kAvgIterations);
+    state.counters["speaker_fifo_ms"] = benchmark::Counter(speakerFifo, benchmark::Counter::kAvgIterations);
+    state.counters["mic_fifo_ms"] = benchmark::Counter(microphoneFifo, benchmark::Counter::kAvgIterations);
     state.SetLabel("round trip: line -> loudspeaker -> null sink -> microphone -> line");
 }
 BENCHMARK(BM_VoiceRoundTrip)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(20);

@@ -76,8 +76,8 @@ pa_proplist* streamProperties(const char* role) {
 class PulseVoice final : public voice::AudioDevice {
 public:
     PulseVoice(std::shared_ptr<PulseSound::Core> core, const PulseVoiceBuffers& buffers)
-        : m_core(std::move(core)), m_toSpeaker(size_t(buffers.fifoTarget), size_t(buffers.fifoLimit)),
-          m_fromMicrophone(size_t(buffers.fifoTarget), size_t(buffers.fifoLimit)) {}
+        : m_core(std::move(core)), m_toSpeaker(size_t(buffers.speakerTarget), size_t(buffers.fifoLimit)),
+          m_fromMicrophone(size_t(buffers.microphoneTarget), size_t(buffers.fifoLimit)) {}
 
     void startPlayback() override;
     void stopPlayback() override;
@@ -898,4 +898,11 @@ std::pair<int64_t, int64_t> PulseSound::voiceServerLatency() const {
         return negative ? -int64_t(usec) : int64_t(usec);
     };
     return {latency(c.speaker), latency(c.microphone)};
+}
+
+std::pair<size_t, size_t> PulseSound::voiceFifoDepths() const {
+    const std::shared_ptr<PulseVoice> voice = m_core->voice.lock();
+    if (!voice)
+        return {0, 0};
+    return {voice->toSpeaker().depth(), voice->fromMicrophone().depth()};
 }

@@ -14,12 +14,15 @@
 
 #include <memory>
 
-// Sizes of the line's voice path, in samples at 8 kHz: the FIFO between the line's clock and the sound
-// card's in each direction, and the server's buffer of the voice streams.
+// Sizes of the line's voice path, in samples at 8 kHz. Each direction has a FIFO between the line's clock
+// and the sound card's; its target is the reserve it keeps after each take, against the jitter of the
+// side that fills it: the line's blocks of 20 ms, which a network may bunch, towards the loudspeaker, and
+// the server's fragments of 10 ms from the microphone.
 struct PulseVoiceBuffers {
-    int fifoTarget = 160; // 20 ms
-    int fifoLimit = 800;  // 100 ms
-    int serverMs = 20;    // the playback stream's target length; the capture stream's fragment is half
+    int speakerTarget = 160;   // 20 ms
+    int microphoneTarget = 80; // 10 ms
+    int fifoLimit = 800;       // 100 ms
+    int serverMs = 20;         // the playback stream's target length; the capture stream's fragment is half
 };
 
 class PulseSound final : public FdSndLibrary {
@@ -62,6 +65,8 @@ public:
     // The server's own latency of the voice streams now, in microseconds (playback, capture); -1 where a
     // stream is not running. For measurements.
     std::pair<int64_t, int64_t> voiceServerLatency() const;
+    // The samples in the voice FIFOs now (towards the loudspeaker, from the microphone). For measurements.
+    std::pair<size_t, size_t> voiceFifoDepths() const;
 
     struct Core;
 
