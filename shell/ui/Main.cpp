@@ -342,7 +342,7 @@ void Main::Me_Set_Language() {
     }
     m_cmdProvider->setToolTip(lang.LanguageString(3149));
     m_ZIEL->setToolTip(lang.LanguageString(3157));
-    m_VOL->setToolTip(lang.LanguageString(3158));
+    showSoundState();
     m_AB->setToolTip(lang.LanguageString(3159));
     m_tbMSNSelect->setWindowTitle(withoutAccelerator(lang.LanguageString(3117)));
 }
@@ -551,7 +551,7 @@ bool Main::eventFilter(QObject* watched, QEvent* event) {
             Q_EMIT extendedViewToggled();
             return true;
         }
-        if (watched == m_VOL) {
+        if (watched == m_VOL || watched == m_VOLTEXT) {
             Q_EMIT volumeRequested();
             return true;
         }
@@ -825,7 +825,7 @@ void Main::buildStatusBar() {
     m_lineStatus = new QLabel(this);
     m_lineStatus->setObjectName(QStringLiteral("lineStatus"));
     bar->addWidget(m_lineStatus, 1);
-    panel("VOLTEXT", true);
+    m_VOLTEXT = panel("VOLTEXT", true);
     m_VOL = panel("VOL", true);
     panel("ABTEXT", true);
     m_AB = panel("AB", true);
@@ -962,6 +962,29 @@ void Main::setPlayAvailable(bool available) {
     updatePlayCommands();
 }
 
+void Main::setSoundAvailable(bool available) {
+    m_soundAvailable = available;
+    showSoundState();
+}
+
+QWidget* Main::volumePanel() const {
+    return m_VOL;
+}
+
+void Main::showSoundState() {
+    const Language& lang = m_language;
+    // Without sound the text beside the volume panel says so; both panels open the volume pop-up.
+    m_VOLTEXT->setText(m_soundAvailable ? QString() : lang.LanguageString(3210));
+    const QString tip = m_soundAvailable ? lang.LanguageString(3158) : lang.LanguageString(3211);
+    m_VOLTEXT->setToolTip(m_soundAvailable ? QString() : tip);
+    m_VOL->setToolTip(tip);
+    const int size = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
+    m_VOL->setPixmap(
+        style()
+            ->standardIcon(m_soundAvailable ? QStyle::SP_MediaVolume : QStyle::SP_MediaVolumeMuted)
+            .pixmap(size, size));
+}
+
 void Main::showContextMenu(const QPoint& at) {
     QTreeView* list = shownList();
     const bool log = currentTab() == MainTab::Log;
@@ -1020,7 +1043,7 @@ void Main::Me_Set_Status(const QString& versionText, bool listenIn) {
         m_versionText = versionText;
     m_ZIEL->setText(QStringLiteral("Morva V") + m_versionText.right(5));
     const int size = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
-    m_VOL->setPixmap(style()->standardIcon(QStyle::SP_MediaVolume).pixmap(size, size));
+    showSoundState();
     m_AB->setPixmap(style()
                         ->standardIcon(listenIn ? QStyle::SP_MediaVolume : QStyle::SP_MediaVolumeMuted)
                         .pixmap(size, size));

@@ -118,6 +118,12 @@ public:
     void setOtherWindowOpen(std::function<bool()> open) { m_otherWindowOpen = std::move(open); }
     // Whether a recording can be played (the play window); off, the play commands stay disabled.
     void setPlayAvailable(bool available);
+    // Whether a sound server is reached: without one the status bar says there is no sound, with a tool
+    // tip that tells why.
+    void setSoundAvailable(bool available);
+    bool soundAvailable() const { return m_soundAvailable; }
+    // The status bar's panel "VOL", under which the volume pop-up opens.
+    QWidget* volumePanel() const;
     void setTxtNumber(const QString& number);
 
 Q_SIGNALS:
@@ -172,6 +178,7 @@ private:
     bool numberDrop(QEvent* event);
     void showContextMenu(const QPoint& at);
     void updatePlayCommands();
+    void showSoundState();
     void M_Wählen_Click();
     QAction* action(const char* name) const;
 
@@ -199,10 +206,12 @@ private:
     QLabel* m_lblProvider = nullptr;
     QPushButton* m_cmdProvider = nullptr;
     QLabel* m_ZIEL = nullptr;
+    QLabel* m_VOLTEXT = nullptr;
     QLabel* m_VOL = nullptr;
     QLabel* m_AB = nullptr;
     QString m_versionText;
     bool m_playAvailable = false;
+    bool m_soundAvailable = true;
     int m_lastTransferKind = 0;
     bool m_focusNumberLater = false;
     int m_listsHeight = 0;

@@ -2,18 +2,23 @@
 
 #include "shell/Program.h"
 #include "shell/ui/LineWaitWindow.h"
+#include "shell/ui/ctlDateiAuswahl.h"
+#include "shell/ui/frmPlayRecord.h"
 #include "shell/ui/frmProviders.h"
+#include "shell/ui/frmVolumeControl.h"
 
 #include <QApplication>
 #include <QEventLoop>
 #include <QGuiApplication>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
 #include <QTimer>
 
 ProgramWindows::ProgramWindows(Program& program)
-    : m_program(program), m_main(program.language()), m_tray(m_main, m_main.M_Eurit()), m_instance(&m_main),
+    : m_program(program), m_soundControls(program.sound()), m_main(program.language()),
+      m_tray(m_main, m_main.M_Eurit()), m_instance(&m_main),
       m_lifecycle(program, *this, [this] { return m_instance.claim(); }) {
     // What the user wants of the call.
     CallCommands& commands = m_program.commands();
@@ -58,6 +63,22 @@ ProgramWindows::ProgramWindows(Program& program)
         m_program.toggleABMithören();
         showStatus();
     });
+    QObject::connect(&m_main, &Main::volumeRequested, &m_main, [this] { openVolumeControl(); });
+    m_main.setPlayAvailable(true);
+    // The sound library reports on its own thread: the change is queued to the main thread, where the
+    // application object lives, and shown only while the windows do.
+    m_program.sound().setAvailabilityWatcher([this, alive = std::weak_ptr<int>(m_alive)](bool available) {
+        QCoreApplication* application = QCoreApplication::instance();
+        if (!application)
+            return;
+        QMetaObject::invokeMethod(
+            application,
+            [this, alive, available] {
+                if (alive.lock())
+                    m_main.setSoundAvailable(available);
+            },
+            Qt::QueuedConnection);
+    });
     // Dial_current_Number
     QObject::connect(&m_main, &Main::dialShownNumberRequested, &m_main,
                      [this] { numberAndDial(m_program.call().ShownNumber); });
@@ -94,6 +115,8 @@ ProgramWindows::ProgramWindows(Program& program)
 }
 
 ProgramWindows::~ProgramWindows() {
+    m_program.sound().setAvailabilityWatcher(nullptr);
+    m_alive.reset();
     delete m_lineWait;
     m_program.Phonebooks().Vorwahlen.cmdProviderChanged = nullptr;
     m_main.setCloseQuery(nullptr);
@@ -164,6 +187,11 @@ void ProgramWindows::applyLanguage() {
     m_main.Me_Set_Language();
     showLineState();
     showStatus();
+    showSoundState();
+}
+
+void ProgramWindows::showSoundState() {
+    m_main.setSoundAvailable(m_program.sound().soundAvailable());
 }
 
 void ProgramWindows::showStatus() {
@@ -265,10 +293,41 @@ void ProgramWindows::listCommand(ListCommand command, int row) {
         lists.MarkAndDeleteAll(tab);
         return;
     case ListCommand::Play:
+        playRecording(row);
+        return;
     case ListCommand::Stop:
-        // The play window plays the recording once it exists (the commands stay disabled until then).
+        m_program.sound().SoundPlayStop();
         return;
     }
+}
+
+void ProgramWindows::playRecording(int row) {
+    const QString recording = m_program.lists().Recording(m_program.lists().selected(), row);
+    if (recording.isEmpty())
+        return;
+    openPlayRecord(nullptr, m_program.sound().SoundFullPath(recording), true, QString(), &m_main);
+}
+
+void ProgramWindows::openPlayRecord(QLineEdit* target, const QString& file, bool autoPlay,
+                                    const QString& defaultPath, QWidget* parent) {
+    frmPlayRecord window(m_program.language(), m_soundControls, parent);
+    window.setDefaultPath(defaultPath);
+    window.mctlPathTextControl = target;
+    window.mstrFile = file;
+    window.mintAutoPlay = autoPlay;
+    window.exec();
+}
+
+void ProgramWindows::connectPlayRecord(ctlDateiAuswahl* control) {
+    QObject::connect(control, &ctlDateiAuswahl::playRecordRequested, control, [this, control] {
+        openPlayRecord(control->txtDateiname(), QString(), false, control->DefaultPath(), control->window());
+    });
+}
+
+void ProgramWindows::openVolumeControl() {
+    // A new pop-up at each opening, so that it shows the volumes as they are now.
+    auto* window = new frmVolumeControl(m_program.language(), m_soundControls, &m_main);
+    window->popupAt(m_main.volumePanel());
 }
 
 void ProgramWindows::showMain() {

@@ -9,14 +9,19 @@
 #include "shell/MainLifecycle.h"
 #include "shell/ui/Main.h"
 #include "shell/ui/MainTray.h"
+#include "shell/ui/PlayRecordSound.h"
 #include "shell/ui/SingleInstance.h"
 
 #include <QPointer>
 
+#include <memory>
+
 class LineWaitWindow;
 class Program;
 class QEventLoop;
+class QLineEdit;
 class QMessageBox;
+class ctlDateiAuswahl;
 
 class ProgramWindows : public MainHost {
 public:
@@ -37,6 +42,17 @@ public:
     // SIGTERM or SIGINT: the stop, kept until the start has finished. A question or a wait of the start
     // about the line ends as though the user gave up.
     void requestStop();
+
+    // The play and record window, modal over `parent`: on the text box `target` (none: it only plays
+    // `file`), names relative to `defaultPath` when that is set, playing at once with `autoPlay`.
+    // Returns when the window is closed; a target then holds the name chosen.
+    void openPlayRecord(QLineEdit* target, const QString& file, bool autoPlay, const QString& defaultPath,
+                        QWidget* parent);
+    // The play button of a file-name control opens the play and record window on its box, so that a
+    // file chosen or recorded there comes back into the control. The windows that hold the control call it.
+    void connectPlayRecord(ctlDateiAuswahl* control);
+    // The volume pop-up at the status bar's panel "VOL".
+    void openVolumeControl();
 
     // MainHost
     void showSplash(const QString& versionText) override;
@@ -63,6 +79,10 @@ private:
     void showPanel();
     void showLineState();
     void showStatus();
+    // The sound server's presence in the status bar.
+    void showSoundState();
+    // mnuKontextPlayAnsage: the recording of a LOG row, played in the play window.
+    void playRecording(int row);
     // tbsTabStrip_Click: the widths of the tab left kept, the new tab filled and shown.
     void selectTab(MainTab tab);
     void listCommand(ListCommand command, int row);
@@ -73,6 +93,8 @@ private:
     std::vector<int> pixels(const std::vector<int>& twips) const;
 
     Program& m_program;
+    // The sound engine as the play and record window and the volume pop-up see it.
+    SoundEngineControls m_soundControls;
     Main m_main;
     // After the window: the tray lets go of it first.
     MainTray m_tray;
@@ -84,4 +106,7 @@ private:
     QPointer<QMessageBox> m_lineQuestion;
     QPointer<LineWaitWindow> m_lineWait;
     QEventLoop* m_lineWaitLoop = nullptr;
+    // Alive as long as the windows: a change of the sound server's presence, reported on the sound
+    // library's thread and queued to the main thread, reaches the window only while this lives.
+    std::shared_ptr<int> m_alive = std::make_shared<int>(0);
 };

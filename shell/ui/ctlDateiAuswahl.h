@@ -22,8 +22,9 @@
 // from its "description|patterns|..." form by QtFileFilter. A folder chosen is written in full with a
 // closing "/"; a file chosen is written as FilePath writes it. An empty answer (Cancel) changes nothing.
 //
-// cmdShowPlayRecord emits playRecordRequested. The play and record window works on this control's name:
-// the owner opens it modally with FilePath and writes the name chosen there back with setFilePath.
+// cmdShowPlayRecord emits playRecordRequested. The play and record window works on this control's box
+// (txtDateiname): its owner opens the window modally with the box as target, and the name chosen there is
+// written back into the box when the window closes (ProgramWindows::connectPlayRecord).
 
 #include <QString>
 #include <QWidget>
@@ -92,6 +93,9 @@ public:
 
     // True while the box shows its text in red.
     bool isShownRed() const { return m_red; }
+
+    // The box itself: the text box that the play and record window reads and writes back.
+    QLineEdit* txtDateiname() const { return m_text; }
 
 Q_SIGNALS:
     // The text of the box changed (typed or set), or ShowRed or DefaultPath were set: the text.

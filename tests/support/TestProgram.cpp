@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-TestProgram::TestProgram(bool startLine) {
+TestProgram::TestProgram(bool startLine, std::shared_ptr<FdSndLibrary> sound) {
     auto standIn = std::make_unique<StandInLine>();
     line = standIn.get();
-    program = std::make_unique<Program>(clock, std::move(standIn), dir.path());
+    program = std::make_unique<Program>(clock, std::move(standIn), dir.path(), std::move(sound));
     program->callLog().SEZGDBOpen();
     if (startLine) {
         EXPECT_TRUE(program->startLine()) << program->fatalMessage().toStdString();

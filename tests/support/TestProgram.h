@@ -20,8 +20,11 @@ inline std::vector<EZGRecord> CallLogRecords(Program& program) {
     return CallLogRecords(program.store(), program.callLog());
 }
 
+class FdSndLibrary;
+
 struct TestProgram {
-    explicit TestProgram(bool startLine = true);
+    // `sound`: the sound library; none gives the program's silent one.
+    explicit TestProgram(bool startLine = true, std::shared_ptr<FdSndLibrary> sound = nullptr);
     ~TestProgram();
 
     // Lets the line deliver everything it has raised, then takes it all off the queue, tick by tick.
