@@ -21,7 +21,7 @@ std::vector<ToneDefinition> ShippedTones() {
         // An electronic ring: two tones warbling 1 s, then 4 s of quiet, the cadence of the German ringing.
         {QStringLiteral("ring.wav"), {{{1000, 1250}, 1000, 25}, {{}, 4000, 0}}},
         {QStringLiteral("frei.wav"), {{{425}, 1000, 0}, {{}, 4000, 0}}},
-        {QStringLiteral("besetzt.wav"), {{{425}, 480, 0}, {{}, 480, 0}}},
+        {QStringLiteral("besetzt.wav"), {{{425}, 480, 0}, {{}, 480, 0}}, 5},
     };
 }
 
@@ -48,6 +48,9 @@ std::vector<int16_t> SynthesizeTone(const ToneDefinition& tone) {
             samples[start + size_t(i)] = int16_t(std::lround(value * fade * Level));
         }
     }
+    const size_t period = samples.size();
+    for (int repeat = 1; repeat < tone.periods; ++repeat)
+        samples.insert(samples.end(), samples.begin(), samples.begin() + std::ptrdiff_t(period));
     return samples;
 }
 

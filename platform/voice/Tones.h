@@ -2,8 +2,10 @@
 
 // The tones that Morva plays from its sound folder, made from their definitions rather than recorded: the
 // ring of an incoming call, and the German ringback and busy tones that a caller hears in the network
-// (425 Hz; ringback 1 s on, 4 s off; busy 480 ms on, 480 ms off). Each file holds one period of its
-// cadence, so that playing it in a loop gives the tone as long as it is wanted.
+// (425 Hz; ringback 1 s on, 4 s off; busy 480 ms on, 480 ms off). The ring and the ringback are played in
+// a loop as long as they are wanted, so their files hold one period of the cadence; the busy tone is
+// played once after a busy far end, so its file holds five periods, about five seconds, as a network
+// gives it before it clears.
 
 #include <QString>
 
@@ -23,6 +25,7 @@ struct ToneStretch {
 struct ToneDefinition {
     QString fileName; // the file in the sound folder
     std::vector<ToneStretch> cadence;
+    int periods = 1; // how often the cadence is in the file
 };
 
 // The three tones that ship: "ring.wav", "frei.wav" (ringback) and "besetzt.wav" (busy).

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -54,16 +55,23 @@ TEST(ShippedTones, EachSoundsAndRestsForItsCadenceAtItsFrequency) {
         const char* file;
         int onMs, offMs;
         std::vector<double> hertz; // what sounds during the first stretch
+        int periods;
     };
     const Expected table[] = {
-        {"frei.wav", 1000, 4000, {425}},
-        {"besetzt.wav", 480, 480, {425}},
-        {"ring.wav", 1000, 4000, {1000, 1250}},
+        {"frei.wav", 1000, 4000, {425}, 1},
+        {"besetzt.wav", 480, 480, {425}, 5},
+        {"ring.wav", 1000, 4000, {1000, 1250}, 1},
     };
     for (const Expected& e : table) {
         SCOPED_TRACE(e.file);
-        const std::vector<int16_t> s = SynthesizeTone(tone(e.file));
-        ASSERT_EQ(s.size(), size_t((e.onMs + e.offMs) * Rate / 1000));
+        const std::vector<int16_t> all = SynthesizeTone(tone(e.file));
+        const size_t period = size_t((e.onMs + e.offMs) * Rate / 1000);
+        ASSERT_EQ(all.size(), period * size_t(e.periods));
+        // Every period is the first one again.
+        for (int p = 1; p < e.periods; ++p)
+            EXPECT_TRUE(std::equal(all.begin(), all.begin() + long(period), all.begin() + long(period) * p))
+                << p;
+        const std::vector<int16_t> s(all.begin(), all.begin() + long(period));
         const size_t on = size_t(e.onMs * Rate / 1000);
         // Sounding (away from the fades), at about -10 dBFS, then silent to the end.
         EXPECT_NEAR(rms(s, 80, on - 160), 0.32 * 32767 / std::sqrt(2.0), 600);
