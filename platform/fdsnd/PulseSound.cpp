@@ -485,12 +485,15 @@ void PulseSound::Core::openSpeaker() {
                 static_cast<Core*>(self)->applyOutVolume(stream);
         },
         this);
-    const uint32_t serverBytes = uint32_t(buffers.serverMs * VoiceRate / 1000) * sizeof(int16_t);
+    // With the latency adjusted to the stream, the server gives the device what the target length leaves
+    // beyond two requests: a request of half the length would leave it nothing, and the device would run
+    // at its smallest latency, waking every half millisecond.
+    const uint32_t serverBytes = uint32_t(buffers.speakerMs * VoiceRate / 1000) * sizeof(int16_t);
     pa_buffer_attr attributes{};
     attributes.maxlength = uint32_t(-1);
     attributes.tlength = serverBytes;
     attributes.prebuf = uint32_t(-1);
-    attributes.minreq = serverBytes / 2;
+    attributes.minreq = uint32_t(buffers.requestMs * VoiceRate / 1000) * sizeof(int16_t);
     attributes.fragsize = uint32_t(-1);
     pa_cvolume volume;
     pa_cvolume_set(&volume, 1, serverVolume(outVolume));
@@ -531,7 +534,7 @@ void PulseSound::Core::openMicrophone() {
         this);
     pa_buffer_attr attributes{};
     attributes.maxlength = uint32_t(-1);
-    attributes.fragsize = uint32_t(buffers.serverMs * VoiceRate / 1000) * sizeof(int16_t) / 2;
+    attributes.fragsize = uint32_t(buffers.microphoneMs * VoiceRate / 1000) * sizeof(int16_t);
     const QByteArray device = sourceFor(inDevice);
     pa_stream_connect_record(microphone, device.isEmpty() ? nullptr : device.constData(), &attributes,
                              PA_STREAM_ADJUST_LATENCY);

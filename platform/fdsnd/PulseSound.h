@@ -14,15 +14,17 @@
 
 #include <memory>
 
-// Sizes of the line's voice path, in samples at 8 kHz. Each direction has a FIFO between the line's clock
-// and the sound card's; its target is the reserve it keeps after each take, against the jitter of the
-// side that fills it: the line's blocks of 20 ms, which a network may bunch, towards the loudspeaker, and
-// the server's fragments of 10 ms from the microphone.
+// Sizes of the line's voice path: the FIFOs in samples at 8 kHz, the server's buffers in ms. Each direction
+// has a FIFO between the line's clock and the sound card's; its target is the reserve it keeps after each
+// take, against the jitter of the side that fills it: the line's blocks of 20 ms, which a network may bunch,
+// towards the loudspeaker, and the server's fragments of 10 ms from the microphone.
 struct PulseVoiceBuffers {
-    int speakerTarget = 160;   // 20 ms
-    int microphoneTarget = 80; // 10 ms
-    int fifoLimit = 800;       // 100 ms
-    int serverMs = 20;         // the playback stream's target length; the capture stream's fragment is half
+    int speakerTarget = 240;    // 30 ms
+    int microphoneTarget = 120; // 15 ms
+    int fifoLimit = 800;        // 100 ms
+    int speakerMs = 20;         // the playback stream's target length in the server
+    int requestMs = 5;          // its requests: the device keeps (20 - 2 x 5) / 2 = 5 ms
+    int microphoneMs = 10;      // the capture stream's fragments
 };
 
 class PulseSound final : public FdSndLibrary {
