@@ -42,9 +42,16 @@ struct Server {
     bool started = false;
 };
 
-bool openSound(PulseSound& sound) {
-    if (sound.fdsnd_Init() != 0 || !sound.serverAvailable())
+// The library on the server's loudspeaker and microphone; false, with the benchmark skipped, without them.
+bool openSound(benchmark::State& state, const Server& server, PulseSound& sound) {
+    if (!server.started) {
+        state.SkipWithError(server.error.toStdString().c_str());
         return false;
+    }
+    if (sound.fdsnd_Init() != 0 || !sound.serverAvailable()) {
+        state.SkipWithError("the library did not reach the server");
+        return false;
+    }
     FdSndConfig config;
     config.device = QString::fromLatin1(PulseServer::Sink);
     sound.fdsnd_WaveOutInit(config);
@@ -57,15 +64,9 @@ bool openSound(PulseSound& sound) {
 // and then; each iteration is the time until it is heard coming back.
 void BM_VoiceRoundTrip(benchmark::State& state) {
     Server server;
-    if (!server.started) {
-        state.SkipWithError(server.error.toStdString().c_str());
-        return;
-    }
     PulseSound sound(QStringLiteral("Morva benchmark"));
-    if (!openSound(sound)) {
-        state.SkipWithError("no sound server");
+    if (!openSound(state, server, sound))
         return;
-    }
     std::shared_ptr<voice::AudioDevice> voice = sound.voiceDevice();
     voice->startPlayback();
     voice->startCapture();
@@ -171,15 +172,9 @@ double processCpuSeconds() {
 // not counted).
 void BM_TwoWayCallWithSoundCard(benchmark::State& state) {
     Server server;
-    if (!server.started) {
-        state.SkipWithError(server.error.toStdString().c_str());
-        return;
-    }
     PulseSound sound(QStringLiteral("Morva benchmark"));
-    if (!openSound(sound)) {
-        state.SkipWithError("no sound server");
+    if (!openSound(state, server, sound))
         return;
-    }
     CapiExchange::Options options;
     options.port = exchangePort();
     CapiExchange exchange(options);

@@ -130,6 +130,9 @@ struct PulseSound::Core {
     };
     uint64_t listQuestion = 0;
     std::deque<ListAnswer> listAnswers;
+    // One device of a list the server gives, or the list's end.
+    template <class Info, std::vector<FdSndDevice> Core::*Pending, std::vector<FdSndDevice> Core::*Kept>
+    static void takeDevice(pa_context*, const Info* info, int eol, void* data);
     std::vector<FdSndDevice> pendingSinks;
     std::vector<FdSndDevice> pendingSources;
 
@@ -164,8 +167,9 @@ struct PulseSound::Core {
     void notify(bool available);
 
     // --- devices
-    QByteArray sinkFor(const QString& name) const;
-    QByteArray sourceFor(const QString& name) const;
+    // The name to open for a device of the list (under `listMutex`); empty, the default device, for a name
+    // the server does not have.
+    QByteArray knownDevice(const std::vector<FdSndDevice>& devices, const QString& name) const;
 
     // --- streams
     void stopPlayer();
@@ -176,8 +180,9 @@ struct PulseSound::Core {
     void openMicrophone();
     void fillSpeaker(size_t bytes);
     void takeMicrophone();
-    void applyOutVolume(pa_stream* stream) const;
-    void applyInVolume(pa_stream* stream) const;
+    // The program's volume for its own stream: the output volume for playing, the level for recording.
+    void applyVolume(pa_stream* stream) const;
+    void applyVolumeWhenReady(pa_stream* stream);
     void report(const FdSndCallback& callback, const FdSndEvent& event) const {
         if (callback)
             callback(event);
@@ -296,6 +301,34 @@ void PulseSound::Core::notify(bool available) {
         call(available);
 }
 
+namespace {
+
+bool isDevice(const pa_sink_info*) {
+    return true;
+}
+
+// A sink's monitor is no microphone.
+bool isDevice(const pa_source_info* info) {
+    return info->monitor_of_sink == PA_INVALID_INDEX;
+}
+
+} // namespace
+
+template <class Info, std::vector<FdSndDevice> PulseSound::Core::*Pending,
+          std::vector<FdSndDevice> PulseSound::Core::*Kept>
+void PulseSound::Core::takeDevice(pa_context*, const Info* info, int eol, void* data) {
+    auto* answer = static_cast<ListAnswer*>(data);
+    Core* core = answer->core;
+    if (answer->question != core->listQuestion)
+        return;
+    if (eol > 0) {
+        const std::lock_guard lock(core->listMutex);
+        core->*Kept = core->*Pending;
+    } else if (eol == 0 && info && isDevice(info)) {
+        (core->*Pending).push_back({QString::fromUtf8(info->name), QString::fromUtf8(info->description)});
+    }
+}
+
 // The server's devices, asked anew on every change: the lists are short and change seldom.
 void PulseSound::Core::refreshDevices() {
     if (!context || pa_context_get_state(context) != PA_CONTEXT_READY)
@@ -305,42 +338,9 @@ void PulseSound::Core::refreshDevices() {
     pendingSources.clear();
     ListAnswer* question = &listAnswers.emplace_back(ListAnswer{this, listQuestion});
     dropOperation(pa_context_get_sink_info_list(
-        context,
-        [](pa_context*, const pa_sink_info* info, int eol, void* data) {
-            auto* answer = static_cast<ListAnswer*>(data);
-            Core* core = answer->core;
-            const bool current = answer->question == core->listQuestion;
-            if (eol) {
-                if (current && eol > 0) {
-                    const std::lock_guard lock(core->listMutex);
-                    core->sinks = core->pendingSinks;
-                }
-                return;
-            }
-            if (current && info)
-                core->pendingSinks.push_back(
-                    {QString::fromUtf8(info->name), QString::fromUtf8(info->description)});
-        },
-        question));
+        context, &Core::takeDevice<pa_sink_info, &Core::pendingSinks, &Core::sinks>, question));
     dropOperation(pa_context_get_source_info_list(
-        context,
-        [](pa_context*, const pa_source_info* info, int eol, void* data) {
-            auto* answer = static_cast<ListAnswer*>(data);
-            Core* core = answer->core;
-            const bool current = answer->question == core->listQuestion;
-            if (eol) {
-                if (current && eol > 0) {
-                    const std::lock_guard lock(core->listMutex);
-                    core->sources = core->pendingSources;
-                }
-                return;
-            }
-            // A sink's monitor is no microphone.
-            if (current && info && info->monitor_of_sink == PA_INVALID_INDEX)
-                core->pendingSources.push_back(
-                    {QString::fromUtf8(info->name), QString::fromUtf8(info->description)});
-        },
-        question));
+        context, &Core::takeDevice<pa_source_info, &Core::pendingSources, &Core::sources>, question));
     dropOperation(pa_context_get_server_info(
         context,
         [](pa_context*, const pa_server_info* info, void* self) {
@@ -354,36 +354,33 @@ void PulseSound::Core::refreshDevices() {
         this));
 }
 
-QByteArray PulseSound::Core::sinkFor(const QString& name) const {
+QByteArray PulseSound::Core::knownDevice(const std::vector<FdSndDevice>& devices, const QString& name) const {
     const std::lock_guard lock(listMutex);
     const bool known =
-        std::any_of(sinks.begin(), sinks.end(), [&](const FdSndDevice& d) { return d.name == name; });
+        std::any_of(devices.begin(), devices.end(), [&](const FdSndDevice& d) { return d.name == name; });
     return known ? name.toUtf8() : QByteArray();
 }
 
-QByteArray PulseSound::Core::sourceFor(const QString& name) const {
-    const std::lock_guard lock(listMutex);
-    const bool known =
-        std::any_of(sources.begin(), sources.end(), [&](const FdSndDevice& d) { return d.name == name; });
-    return known ? name.toUtf8() : QByteArray();
-}
-
-void PulseSound::Core::applyOutVolume(pa_stream* stream) const {
+void PulseSound::Core::applyVolume(pa_stream* stream) const {
     if (!stream || pa_stream_get_state(stream) != PA_STREAM_READY)
         return;
+    const bool recording = stream == recorder || stream == microphone;
     pa_cvolume volume;
-    pa_cvolume_set(&volume, pa_stream_get_sample_spec(stream)->channels, serverVolume(outVolume));
-    dropOperation(
-        pa_context_set_sink_input_volume(context, pa_stream_get_index(stream), &volume, nullptr, nullptr));
+    pa_cvolume_set(&volume, pa_stream_get_sample_spec(stream)->channels,
+                   serverVolume(recording ? inVolume : outVolume));
+    const uint32_t index = pa_stream_get_index(stream);
+    dropOperation(recording ? pa_context_set_source_output_volume(context, index, &volume, nullptr, nullptr)
+                            : pa_context_set_sink_input_volume(context, index, &volume, nullptr, nullptr));
 }
 
-void PulseSound::Core::applyInVolume(pa_stream* stream) const {
-    if (!stream || pa_stream_get_state(stream) != PA_STREAM_READY)
-        return;
-    pa_cvolume volume;
-    pa_cvolume_set(&volume, pa_stream_get_sample_spec(stream)->channels, serverVolume(inVolume));
-    dropOperation(
-        pa_context_set_source_output_volume(context, pa_stream_get_index(stream), &volume, nullptr, nullptr));
+void PulseSound::Core::applyVolumeWhenReady(pa_stream* stream) {
+    pa_stream_set_state_callback(
+        stream,
+        [](pa_stream* ready, void* self) {
+            if (pa_stream_get_state(ready) == PA_STREAM_READY)
+                static_cast<Core*>(self)->applyVolume(ready);
+        },
+        this);
 }
 
 // --- a file on the loudspeaker ---------------------------------------------------------------------------
@@ -478,13 +475,7 @@ void PulseSound::Core::openSpeaker() {
     pa_stream_set_write_callback(
         speaker, [](pa_stream*, size_t bytes, void* self) { static_cast<Core*>(self)->fillSpeaker(bytes); },
         this);
-    pa_stream_set_state_callback(
-        speaker,
-        [](pa_stream* stream, void* self) {
-            if (pa_stream_get_state(stream) == PA_STREAM_READY)
-                static_cast<Core*>(self)->applyOutVolume(stream);
-        },
-        this);
+    applyVolumeWhenReady(speaker);
     // With the latency adjusted to the stream, the server gives the device what the target length leaves
     // beyond two requests: a request of half the length would leave it nothing, and the device would run
     // at its smallest latency, waking every half millisecond.
@@ -497,7 +488,7 @@ void PulseSound::Core::openSpeaker() {
     attributes.fragsize = uint32_t(-1);
     pa_cvolume volume;
     pa_cvolume_set(&volume, 1, serverVolume(outVolume));
-    const QByteArray device = sinkFor(outDevice);
+    const QByteArray device = knownDevice(sinks, outDevice);
     pa_stream_connect_playback(speaker, device.isEmpty() ? nullptr : device.constData(), &attributes,
                                PA_STREAM_ADJUST_LATENCY, &volume, nullptr);
 }
@@ -525,17 +516,11 @@ void PulseSound::Core::openMicrophone() {
         return;
     pa_stream_set_read_callback(
         microphone, [](pa_stream*, size_t, void* self) { static_cast<Core*>(self)->takeMicrophone(); }, this);
-    pa_stream_set_state_callback(
-        microphone,
-        [](pa_stream* stream, void* self) {
-            if (pa_stream_get_state(stream) == PA_STREAM_READY)
-                static_cast<Core*>(self)->applyInVolume(stream);
-        },
-        this);
+    applyVolumeWhenReady(microphone);
     pa_buffer_attr attributes{};
     attributes.maxlength = uint32_t(-1);
     attributes.fragsize = uint32_t(buffers.microphoneMs * VoiceRate / 1000) * sizeof(int16_t);
-    const QByteArray device = sourceFor(inDevice);
+    const QByteArray device = knownDevice(sources, inDevice);
     pa_stream_connect_record(microphone, device.isEmpty() ? nullptr : device.constData(), &attributes,
                              PA_STREAM_ADJUST_LATENCY);
 }
@@ -728,7 +713,7 @@ int32_t PulseSound::fdsnd_WaveOutLoopStart(const QString& path, int32_t count) {
     attributes.fragsize = uint32_t(-1);
     pa_cvolume volume;
     pa_cvolume_set(&volume, spec.channels, serverVolume(c.outVolume));
-    const QByteArray device = c.sinkFor(c.outDevice);
+    const QByteArray device = c.knownDevice(c.sinks, c.outDevice);
     if (pa_stream_connect_playback(c.player, device.isEmpty() ? nullptr : device.constData(), &attributes,
                                    PA_STREAM_ADJUST_LATENCY, &volume, nullptr) < 0) {
         c.stopPlayer();
@@ -761,17 +746,11 @@ int32_t PulseSound::fdsnd_WaveInStart(const QString& path, int32_t formatNumber)
     }
     pa_stream_set_read_callback(
         c.recorder, [](pa_stream*, size_t, void* self) { static_cast<Core*>(self)->takeRecording(); }, &c);
-    pa_stream_set_state_callback(
-        c.recorder,
-        [](pa_stream* stream, void* self) {
-            if (pa_stream_get_state(stream) == PA_STREAM_READY)
-                static_cast<Core*>(self)->applyInVolume(stream);
-        },
-        &c);
+    c.applyVolumeWhenReady(c.recorder);
     pa_buffer_attr attributes{};
     attributes.maxlength = uint32_t(-1);
     attributes.fragsize = uint32_t(pa_usec_to_bytes(50 * PA_USEC_PER_MSEC, &spec));
-    const QByteArray device = c.sourceFor(c.inDevice);
+    const QByteArray device = c.knownDevice(c.sources, c.inDevice);
     if (pa_stream_connect_record(c.recorder, device.isEmpty() ? nullptr : device.constData(), &attributes,
                                  PA_STREAM_ADJUST_LATENCY) < 0) {
         c.stopRecorder();
@@ -795,8 +774,8 @@ int32_t PulseSound::fdsnd_SetOutVolume(int32_t value) {
     c.outVolume = std::clamp(value, 0, 65535);
     const LoopLock lock(c.loop);
     if (c.ready) {
-        c.applyOutVolume(c.player);
-        c.applyOutVolume(c.speaker);
+        c.applyVolume(c.player);
+        c.applyVolume(c.speaker);
     }
     return 0;
 }
@@ -810,8 +789,8 @@ int32_t PulseSound::fdsnd_SetInVolume(int32_t value) {
     c.inVolume = std::clamp(value, 0, 65535);
     const LoopLock lock(c.loop);
     if (c.ready) {
-        c.applyInVolume(c.recorder);
-        c.applyInVolume(c.microphone);
+        c.applyVolume(c.recorder);
+        c.applyVolume(c.microphone);
     }
     return 0;
 }
