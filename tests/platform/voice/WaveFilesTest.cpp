@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <vector>
@@ -186,6 +187,79 @@ TEST(WaveFiles, BadFilesGiveAnErrorNamingTheFile) {
     EXPECT_FALSE(writer.open(nowhere, 3, &error));
     EXPECT_TRUE(error.contains(nowhere)) << error.toStdString();
     EXPECT_FALSE(writer.isOpen());
+}
+
+TEST(WaveFiles, HeadersTellFormatAndLengthAlsoOutsideTheTable) {
+    QTemporaryDir dir;
+    const QString alaw = dir.filePath(QStringLiteral("alaw.wav"));
+    WaveWriter writer;
+    ASSERT_TRUE(writer.open(alaw, 17, nullptr));
+    writer.write(sine(440, 4000).data(), 4000);
+    writer.close();
+    WaveFileInfo info;
+    ASSERT_TRUE(ReadWaveInfo(alaw, &info, nullptr));
+    EXPECT_EQ(info.formatNumber, 17);
+    EXPECT_EQ(info.dataBytes(), 4000);
+    EXPECT_EQ(info.text(), QStringLiteral("CCITT A-Law 8,000 kHz; 8 Bit; Mono"));
+
+    // 48 kHz 24-bit stereo is no format of the table: its text is made in the table's words.
+    const QString wide = dir.filePath(QStringLiteral("wide.wav"));
+    SF_INFO sf{};
+    sf.samplerate = 48000;
+    sf.channels = 2;
+    sf.format = SF_FORMAT_WAV | SF_FORMAT_PCM_24;
+    SNDFILE* file = sf_open(QFile::encodeName(wide).constData(), SFM_WRITE, &sf);
+    ASSERT_NE(file, nullptr);
+    const std::vector<int16_t> frames(2 * 480, 1000);
+    sf_writef_short(file, frames.data(), 480);
+    sf_close(file);
+    ASSERT_TRUE(ReadWaveInfo(wide, &info, nullptr));
+    EXPECT_EQ(info.formatNumber, 0);
+    EXPECT_EQ(info.text(), QStringLiteral("PCM 48,000 kHz; 24 Bit; Stereo"));
+    EXPECT_EQ(info.dataBytes(), 480 * 6);
+    QString error;
+    EXPECT_FALSE(ReadWaveInfo(dir.filePath(QStringLiteral("none.wav")), &info, &error));
+    EXPECT_TRUE(error.contains(QStringLiteral("none.wav")));
+}
+
+// Joining: the prompts of the remote inquiry are put together from pieces this way.
+TEST(WaveFiles, APieceIsAppendedInTheTargetsEncodingAndAMismatchLeavesTheTarget) {
+    QTemporaryDir dir;
+    const auto write = [&](const char* name, int format, const std::vector<int16_t>& samples) {
+        const QString path = dir.filePath(QString::fromLatin1(name));
+        WaveWriter writer;
+        EXPECT_TRUE(writer.open(path, format, nullptr));
+        writer.write(samples.data(), samples.size());
+        writer.close();
+        return path;
+    };
+    const std::vector<int16_t> first = sine(500, 1600);
+    const std::vector<int16_t> second = sine(1000, 800);
+    const QString target = dir.filePath(QStringLiteral("joined.wav"));
+    const QString piece1 = write("one.wav", 3, first);
+    const QString piece2 = write("two.wav", 17, second); // A-law, joined into 16-bit PCM
+
+    ASSERT_TRUE(AppendWave(target, piece1, nullptr)) << "a missing target becomes the piece";
+    ASSERT_TRUE(AppendWave(target, piece2, nullptr));
+    const std::vector<int16_t> joined = readAll(target);
+    ASSERT_EQ(joined.size(), first.size() + second.size());
+    EXPECT_TRUE(std::equal(first.begin(), first.end(), joined.begin()));
+    // The A-law piece comes back within A-law's step size.
+    for (size_t i = 0; i < second.size(); ++i)
+        ASSERT_NEAR(joined[first.size() + i], second[i], 16 + std::abs(second[i]) / 16) << i;
+    WaveFileInfo info;
+    ASSERT_TRUE(ReadWaveInfo(target, &info, nullptr));
+    EXPECT_EQ(info.formatNumber, 3);
+
+    // Another rate is refused, and the target stays as it was.
+    const QString other = write("fast.wav", 7, sine(500, 800)); // 11025 Hz
+    QString error;
+    EXPECT_FALSE(AppendWave(target, other, &error));
+    EXPECT_TRUE(error.contains(QStringLiteral("fast.wav")));
+    EXPECT_EQ(readAll(target), joined);
+    EXPECT_FALSE(QFile::exists(target + QStringLiteral(".part")));
+    EXPECT_FALSE(AppendWave(target, dir.filePath(QStringLiteral("missing.wav")), nullptr));
+    EXPECT_EQ(readAll(target), joined);
 }
 
 TEST(WaveFileAudioDevice, PlaysIntoOneFileAndCapturesFromTheOtherThenSilence) {
