@@ -247,10 +247,13 @@ void frmPlayRecord::cmdRecord_Click() {
 void frmPlayRecord::cmdStop_Click() {
     m_timerProgress->stop();
     m_prgProgress->setValue(100);
-    if (m_mode == Playing)
+    if (m_mode == Playing) {
         m_sound.SoundPlayStop();
-    else
+    } else {
         m_sound.SoundRecordStop();
+        // The file is new or longer now: its format and length are shown anew.
+        ctlDateiAuswahl1_FilePathChanged();
+    }
 }
 
 void frmPlayRecord::Toolbar1_ButtonClick(QAction* button) {

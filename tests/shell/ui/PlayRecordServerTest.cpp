@@ -60,6 +60,7 @@ TEST(PlayRecordServer, AGreetingIsRecordedFromTheMicrophoneAndPlayedBack) {
     WriteSine(voice, 600, 10, 3);
 
     bool came = false;
+    QString format;
     QString size;
     QString position;
     int bar = -1;
@@ -77,6 +78,7 @@ TEST(PlayRecordServer, AGreetingIsRecordedFromTheMicrophoneAndPlayedBack) {
         QTest::qWait(1200);
         QTest::mouseClick(window->findChild<QPushButton*>(S("cmdStop")), Qt::LeftButton);
         speaker.fdsnd_WaveOutStop();
+        format = window->findChild<QLabel*>(S("lblDateiinfo"))->text();
         QTest::qWait(100);
         QTest::mouseClick(window->findChild<QPushButton*>(S("cmdPlay")), Qt::LeftButton);
         auto* progress = window->findChild<QProgressBar*>(S("prgProgress"));
@@ -104,4 +106,5 @@ TEST(PlayRecordServer, AGreetingIsRecordedFromTheMicrophoneAndPlayedBack) {
     EXPECT_EQ(position, size);
     EXPECT_EQ(size, QString::number(info.dataBytes()));
     EXPECT_EQ(control->FilePath(), S("greeting.wav"));
+    EXPECT_EQ(format, S("PCM 8,000 kHz; 16 Bit; Mono")) << "the new recording's format, shown after the stop";
 }
