@@ -5,7 +5,7 @@
 
 #include "platform/fdsnd/FdSndLibrary.h"
 
-class SilentSound final : public FdSndLibrary {
+class SilentSound : public FdSndLibrary {
 public:
     int32_t fdsnd_Init() override { return 0; }
     int32_t fdsnd_Exit() override { return 0; }

@@ -2,6 +2,7 @@
 
 #include "tests/support/TestProgram.h"
 
+#include "platform/fdsnd/SilentSound.h"
 #include "shell/MainLifecycle.h"
 
 #include <QDir>
@@ -65,7 +66,8 @@ struct Lifecycle : TestProgram {
     MainLifecycle lifecycle{*program, host, [this] {
                                 return !otherInstance;
                             }};
-    Lifecycle() : TestProgram(false) {}
+    explicit Lifecycle(std::shared_ptr<FdSndLibrary> sound = nullptr)
+        : TestProgram(false, std::move(sound)) {}
 
     QString ini(const char* section, const char* key) {
         return program->profiles().GetPrivateProfileString(QLatin1String(section), QLatin1String(key),
@@ -120,6 +122,29 @@ TEST(MainStart, RunsItsStepsInOrderAndLogsThemWhenErrorLogIsOn) {
     EXPECT_LT(stop.indexOf(S("Main Form_QueryUnload: CTIExit")),
               stop.indexOf(S("Main Form_QueryUnload: Eurit_Cfg_save")));
     EXPECT_EQ(stop.size(), 22) << "both Begin lines and every step";
+}
+
+// A sound library that cannot start at all.
+struct BrokenSound : SilentSound {
+    int starts = 0;
+    int32_t fdsnd_Init() override {
+        ++starts;
+        return -7;
+    }
+};
+
+TEST(MainStart, OnlyASoundLibraryThatCannotStartEndsTheStart) {
+    auto broken = std::make_shared<BrokenSound>();
+    Lifecycle t(broken);
+    t.setIni("Setup", "ErrorLog", S("1"));
+    EXPECT_EQ(t.lifecycle.Form_Load(), MainLifecycle::StartResult::SoundFailed);
+    EXPECT_EQ(broken->starts, 2) << "tried once more";
+    EXPECT_TRUE(t.logLines(S("debug.txt")).filter(S("FdsndInit:Failed Reason:-7")).size() == 1);
+
+    // Without a sound server the library starts (silent), and so does the program.
+    Lifecycle silent;
+    EXPECT_EQ(silent.lifecycle.Form_Load(), MainLifecycle::StartResult::Started);
+    EXPECT_FALSE(silent.program->sound().soundAvailable());
 }
 
 // The run flag tells the next start of a crash; the CAPI test program runs at the first start only; with
