@@ -129,6 +129,8 @@ struct PulseSound::Core {
         uint64_t question;
     };
     uint64_t listQuestion = 0;
+    int listsPending = 0;
+    bool devicesKnown = false; // both lists have come since the connection
     std::deque<ListAnswer> listAnswers;
     // One device of a list the server gives, or the list's end.
     template <class Info, std::vector<FdSndDevice> Core::*Pending, std::vector<FdSndDevice> Core::*Kept>
@@ -163,6 +165,7 @@ struct PulseSound::Core {
     void onContextState();
     void onReady();
     void onLost();
+    void onDevicesKnown();
     void refreshDevices();
     void notify(bool available);
 
@@ -265,15 +268,24 @@ void PulseSound::Core::onReady() {
                              nullptr, nullptr));
     refreshDevices();
     ready = true;
-    if (speakerWanted)
-        openSpeaker();
-    if (microphoneWanted)
-        openMicrophone();
     notify(true);
+}
+
+// The streams the line wants are opened once the devices are known, so that they go to the chosen ones.
+void PulseSound::Core::onDevicesKnown() {
+    if (!devicesKnown) {
+        devicesKnown = true;
+        if (speakerWanted)
+            openSpeaker();
+        if (microphoneWanted)
+            openMicrophone();
+    }
+    pa_threaded_mainloop_signal(loop, 0);
 }
 
 void PulseSound::Core::onLost() {
     const bool was = ready.exchange(false);
+    devicesKnown = false;
     // What played or recorded ends with the server; the recording keeps what it had.
     stopPlayer();
     stopRecorder();
@@ -322,8 +334,12 @@ void PulseSound::Core::takeDevice(pa_context*, const Info* info, int eol, void* 
     if (answer->question != core->listQuestion)
         return;
     if (eol > 0) {
-        const std::lock_guard lock(core->listMutex);
-        core->*Kept = core->*Pending;
+        {
+            const std::lock_guard lock(core->listMutex);
+            core->*Kept = core->*Pending;
+        }
+        if (--core->listsPending == 0)
+            core->onDevicesKnown();
     } else if (eol == 0 && info && isDevice(info)) {
         (core->*Pending).push_back({QString::fromUtf8(info->name), QString::fromUtf8(info->description)});
     }
@@ -334,6 +350,7 @@ void PulseSound::Core::refreshDevices() {
     if (!context || pa_context_get_state(context) != PA_CONTEXT_READY)
         return;
     ++listQuestion;
+    listsPending = 2;
     pendingSinks.clear();
     pendingSources.clear();
     ListAnswer* question = &listAnswers.emplace_back(ListAnswer{this, listQuestion});
@@ -606,17 +623,15 @@ int32_t PulseSound::fdsnd_Init() {
     }
     pa_threaded_mainloop_lock(c.loop);
     c.connect();
-    // The first answer of the server (or of its absence) comes within milliseconds on this machine; a
-    // server that hangs does not hold the start for long.
+    // The first answer of the server (or of its absence), and with a server its devices, come within
+    // milliseconds; a server that hangs does not hold the start for long.
     const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(1);
-    while (!c.firstAnswer && !c.retry && std::chrono::steady_clock::now() < until) {
+    while (!(c.firstAnswer && (!c.ready || c.devicesKnown)) && !c.retry &&
+           std::chrono::steady_clock::now() < until) {
         pa_threaded_mainloop_unlock(c.loop);
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
         pa_threaded_mainloop_lock(c.loop);
     }
-    // The device lists asked for at connection.
-    if (c.ready)
-        c.refreshDevices();
     pa_threaded_mainloop_unlock(c.loop);
     return 0;
 }
@@ -887,4 +902,12 @@ std::pair<size_t, size_t> PulseSound::voiceFifoDepths() const {
     if (!voice)
         return {0, 0};
     return {voice->toSpeaker().depth(), voice->fromMicrophone().depth()};
+}
+
+QString PulseSound::voiceSpeakerDevice() const {
+    const LoopLock lock(m_core->loop);
+    pa_stream* speaker = m_core->speaker;
+    if (!speaker || pa_stream_get_state(speaker) != PA_STREAM_READY)
+        return QString();
+    return QString::fromUtf8(pa_stream_get_device_name(speaker));
 }

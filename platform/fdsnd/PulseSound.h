@@ -67,6 +67,8 @@ public:
     // The server's own latency of the voice streams now, in microseconds (playback, capture); -1 where a
     // stream is not running. For measurements.
     std::pair<int64_t, int64_t> voiceServerLatency() const;
+    // The device the line's voice plays on now; empty while it does not play.
+    QString voiceSpeakerDevice() const;
     // The samples in the voice FIFOs now (towards the loudspeaker, from the microphone). For measurements.
     std::pair<size_t, size_t> voiceFifoDepths() const;
 

@@ -73,11 +73,15 @@ bool PulseServer::start(QString* error) {
         return false;
     }
     // The protocol last: a server that takes connections has its devices.
-    m_pid =
-        spawnQuiet({"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "-L",
-                    std::string("module-null-sink sink_name=") + Sink + " rate=8000 channels=1", "-L",
-                    std::string("module-remap-source master=") + Sink + ".monitor source_name=" + Microphone,
-                    "-L", "module-native-protocol-unix"});
+    m_pid = spawnQuiet(
+        {"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "-L",
+         std::string("module-null-sink sink_name=") + Sink +
+             " rate=8000 channels=1 sink_properties=device.description=Loudspeaker",
+         "-L",
+         std::string("module-null-sink sink_name=") + Headset +
+             " rate=8000 channels=1 sink_properties=device.description=Headset",
+         "-L", std::string("module-remap-source master=") + Sink + ".monitor source_name=" + Microphone, "-L",
+         "module-native-protocol-unix"});
     if (m_pid <= 0) {
         *error = QStringLiteral("pulseaudio cannot be started (is the package installed?)");
         return false;

@@ -14,6 +14,8 @@ class PulseServer {
 public:
     static constexpr const char* Sink = "ci_sink";
     static constexpr const char* Microphone = "ci_mic";
+    // A second loudspeaker nobody hears, to choose a device other than the default.
+    static constexpr const char* Headset = "ci_headset";
 
     PulseServer() = default;
     ~PulseServer();

@@ -197,10 +197,13 @@ TEST(SoundDevices, AStoredDeviceIsFoundByNameAndAVanishedOneGivesWayToTheDefault
     EXPECT_TRUE(errors[0].contains(S("\"usb-headset-gone\" is not there"))) << errors[0].toStdString();
 
     const std::vector<SoundListEntry> outs = t.sound.SoundFillOutDevices();
-    ASSERT_EQ(outs.size(), 2u);
+    ASSERT_EQ(outs.size(), 3u);
     EXPECT_EQ(outs[0].data, -1);
-    EXPECT_EQ(outs[0].text, outs[1].text) << "the default is the one sink";
+    EXPECT_EQ(outs[0].text, S("Loudspeaker")) << "the default device, by its description";
+    EXPECT_EQ(outs[1].text, S("Loudspeaker"));
     EXPECT_EQ(outs[1].data, 0);
+    EXPECT_EQ(outs[2].text, S("Headset"));
+    EXPECT_EQ(outs[2].data, 1);
     const std::vector<SoundListEntry> ins = t.sound.SoundFillInDevices();
     ASSERT_EQ(ins.size(), 2u);
 

@@ -84,6 +84,20 @@ protected:
     int recordings = 0;
 };
 
+TEST_F(PulseSoundTest, TheLinesVoiceGoesBackToItsChosenDeviceWhenTheServerReturns) {
+    startLibrary(S(PulseServer::Headset));
+    std::shared_ptr<voice::AudioDevice> voice = sound.voiceDevice();
+    voice->startPlayback();
+    EXPECT_TRUE(waitFor([&] { return sound.voiceSpeakerDevice() == S(PulseServer::Headset); }, 2000));
+    server.kill();
+    EXPECT_TRUE(waitFor([&] { return sound.voiceSpeakerDevice().isEmpty(); }, 2000));
+    QString error;
+    ASSERT_TRUE(server.start(&error)) << error.toStdString();
+    EXPECT_TRUE(waitFor([&] { return sound.voiceSpeakerDevice() == S(PulseServer::Headset); }, 2000))
+        << "not the default device: the devices are known before the stream opens";
+    voice->stopPlayback();
+}
+
 TEST_F(PulseSoundTest, ListsTheServersDevicesByStableNameWithoutMonitors) {
     startLibrary();
     ASSERT_TRUE(waitFor([&] { return !sound.outDevices().empty() && !sound.inDevices().empty(); }));
@@ -93,7 +107,7 @@ TEST_F(PulseSoundTest, ListsTheServersDevicesByStableNameWithoutMonitors) {
             list << device.name;
         return list;
     };
-    EXPECT_EQ(names(sound.outDevices()), QStringList{S(PulseServer::Sink)});
+    EXPECT_EQ(names(sound.outDevices()), (QStringList{S(PulseServer::Sink), S(PulseServer::Headset)}));
     EXPECT_EQ(names(sound.inDevices()), QStringList{S(PulseServer::Microphone)})
         << "the sink's monitor is left out";
     EXPECT_FALSE(sound.defaultOutDescription().isEmpty());
