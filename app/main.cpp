@@ -14,12 +14,72 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QDir>
 #include <QIcon>
 
 #include <cstdio>
 
+namespace {
+
+// The program's command line.
+struct Options {
+    QCommandLineParser parser;
+    const QCommandLineOption dataDir{
+        QStringLiteral("data-dir"),
+        QStringLiteral("Start in DIR, the folder of the data files; created if missing. Default: Morva in "
+                       "$XDG_DATA_HOME, ~/.local/share/Morva when that is not set."),
+        QStringLiteral("DIR")};
+    const QCommandLineOption line{
+        QStringLiteral("line"),
+        QStringLiteral("The ISDN line: 'capi' (CAPI 2.0 through libcapi20, the default) or 'standin' (a "
+                       "simulated line with a window to ring Morva from)."),
+        QStringLiteral("KIND"), QStringLiteral("capi")};
+    const QCommandLineOption capi{
+        QStringLiteral("capi"),
+        QStringLiteral("The CAPI server for this start, instead of section [ISDN] of "
+                       "Morva.ini: DRIVER[:HOST[:PORT]], e.g. fritzbox:192.168.178.1:5031."),
+        QStringLiteral("SERVER")};
+    const QCommandLineOption wait{
+        QStringLiteral("wait-for-line"),
+        QStringLiteral("When no CAPI server answers, wait for it with a notice, trying again every few "
+                       "seconds, instead of asking (for an autostart at login, while the router may still "
+                       "be starting up).")};
+
+    Options() {
+        QCoreApplication::setApplicationName(QStringLiteral("Morva"));
+        QCoreApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
+                                                    .arg(MORVA_VERSION_MAJOR)
+                                                    .arg(MORVA_VERSION_MINOR)
+                                                    .arg(MORVA_VERSION_PATCH));
+        parser.setApplicationDescription(QStringLiteral("Morva, the ISDN telephony companion."));
+        parser.addHelpOption();
+        parser.addVersionOption();
+        parser.addOption(dataDir);
+        parser.addOption(line);
+        parser.addOption(capi);
+        parser.addOption(wait);
+    }
+};
+
+// Help and version are text for the terminal. They are answered before the application that opens the
+// display exists, so that they work where there is none (over ssh, in a script).
+void answerHelpOrVersion(int argc, char* argv[]) {
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray argument(argv[i]);
+        if (argument == "-h" || argument == "-?" || argument == "--help" || argument == "--help-all" ||
+            argument == "-v" || argument == "--version") {
+            QCoreApplication core(argc, argv);
+            Options options;
+            options.parser.process(core); // prints and ends the process
+        }
+    }
+}
+
+} // namespace
+
 int main(int argc, char* argv[]) {
+    answerHelpOrVersion(argc, argv);
     QApplication app(argc, argv);
     // SIGTERM and SIGINT are taken from here on, so that one during the start is not the end of the
     // process: it is kept, and the orderly stop runs once the start has finished.
@@ -28,44 +88,17 @@ int main(int argc, char* argv[]) {
     QMetaObject::Connection earlyStop =
         QObject::connect(&signals_, &TerminationSignals::terminationRequested, &app,
                          [&stopBeforeWindows] { stopBeforeWindows = true; });
-    QApplication::setApplicationName(QStringLiteral("Morva"));
-    QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
-                                            .arg(MORVA_VERSION_MAJOR)
-                                            .arg(MORVA_VERSION_MINOR)
-                                            .arg(MORVA_VERSION_PATCH));
     // The desktop file and the icon installed with the program carry this name.
     QApplication::setDesktopFileName(QStringLiteral("org.morva.Morva"));
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("org.morva.Morva")));
 
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Morva, the ISDN telephony companion."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    const QCommandLineOption dataDirOption(
-        QStringLiteral("data-dir"),
-        QStringLiteral("Start in DIR, the folder of the data files; created if missing. Default: Morva in "
-                       "$XDG_DATA_HOME, ~/.local/share/Morva when that is not set."),
-        QStringLiteral("DIR"));
-    const QCommandLineOption lineOption(
-        QStringLiteral("line"),
-        QStringLiteral("The ISDN line: 'capi' (CAPI 2.0 through libcapi20, the default) or 'standin' (a "
-                       "simulated line with a window to ring Morva from)."),
-        QStringLiteral("KIND"), QStringLiteral("capi"));
-    const QCommandLineOption capiOption(
-        QStringLiteral("capi"),
-        QStringLiteral("The CAPI server for this start, instead of section [ISDN] of Morva.ini: "
-                       "DRIVER[:HOST[:PORT]], e.g. fritzbox:192.168.178.1:5031."),
-        QStringLiteral("SERVER"));
-    const QCommandLineOption waitOption(
-        QStringLiteral("wait-for-line"),
-        QStringLiteral("When no CAPI server answers, wait for it with a notice, trying again every few "
-                       "seconds, instead of asking (for an autostart at login, while the router may still "
-                       "be starting up)."));
-    parser.addOption(dataDirOption);
-    parser.addOption(lineOption);
-    parser.addOption(capiOption);
-    parser.addOption(waitOption);
+    Options options;
+    QCommandLineParser& parser = options.parser;
     parser.process(app);
+    const QCommandLineOption& dataDirOption = options.dataDir;
+    const QCommandLineOption& lineOption = options.line;
+    const QCommandLineOption& capiOption = options.capi;
+    const QCommandLineOption& waitOption = options.wait;
 
     // The data folder is also the working folder: the program's files are found relative to it.
     const QString dir = parser.isSet(dataDirOption) ? parser.value(dataDirOption) : Program::DefaultDataDir();

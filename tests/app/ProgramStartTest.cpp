@@ -174,3 +174,23 @@ TEST(ProgramStart, AFirstStartTakesTheDesktopsLanguageAndAStoredOneWins) {
         EXPECT_EQ(ValueIn(registry, "Language"), QString::fromLatin1(c.expected));
     }
 }
+
+// Help and version are answered on the terminal without a display: no window system is opened for them.
+TEST(ProgramStart, HelpAndVersionNeedNoDisplay) {
+    Session session;
+    session.env.remove(S("QT_QPA_PLATFORM"));
+    session.env.remove(S("DISPLAY"));
+    session.env.remove(S("WAYLAND_DISPLAY"));
+    for (const char* option : {"--help", "--version"}) {
+        QProcess morva;
+        morva.setProcessEnvironment(session.env);
+        morva.start(S(MORVA_PROGRAM), {S(option)});
+        ASSERT_TRUE(morva.waitForFinished(30000)) << option;
+        EXPECT_EQ(morva.exitStatus(), QProcess::NormalExit) << option;
+        EXPECT_EQ(morva.exitCode(), 0) << option;
+        const QString out = QString::fromUtf8(morva.readAllStandardOutput());
+        const bool help = QByteArray(option) == "--help";
+        EXPECT_TRUE(out.contains(help ? S("--data-dir") : S("Morva 0.")))
+            << option << ": " << out.toStdString();
+    }
+}
