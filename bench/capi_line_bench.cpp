@@ -3,6 +3,7 @@
 // an incoming call at the exchange to its event in the program's callback, through libcapi20 and
 // loopback TCP.
 
+#include "bench/BenchLine.h"
 #include "platform/capilink/CapiLink.h"
 #include "platform/capilink/LineVoice.h"
 #include "platform/voice/AudioDevice.h"
@@ -12,8 +13,6 @@
 #include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
-
-#include <sys/resource.h>
 
 #include <chrono>
 #include <cmath>
@@ -39,20 +38,6 @@ public:
 private:
     long m_phase = 0;
 };
-
-// The line library chooses its CAPI server once per process: every exchange here listens on one port,
-// the first free one found.
-uint16_t exchangePort() {
-    static const uint16_t port = [] {
-        CapiExchange probe;
-        QString error;
-        probe.start(&error);
-        const uint16_t found = probe.port();
-        probe.stop();
-        return found;
-    }();
-    return port;
-}
 
 // One second of a call: 50 blocks of 160 bytes each way, as the line paces them.
 void BM_TwoWayCallSecond(benchmark::State& state) {
@@ -80,7 +65,7 @@ BENCHMARK(BM_TwoWayCallSecond)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 // From CONNECT_IND sent by the exchange to the CtiEvent in the callback.
 void BM_IncomingCallToEvent(benchmark::State& state) {
     CapiExchange::Options options;
-    options.port = exchangePort();
+    options.port = BenchExchangePort();
     CapiExchange exchange(options);
     QString error;
     if (!exchange.start(&error)) {
@@ -124,19 +109,12 @@ void BM_IncomingCallToEvent(benchmark::State& state) {
 }
 BENCHMARK(BM_IncomingCallToEvent)->UseManualTime()->Unit(benchmark::kMicrosecond)->Iterations(200);
 
-double processCpuSeconds() {
-    rusage usage{};
-    ::getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
 // A whole call on the line: libcapi20, loopback TCP, the line's thread with the sound card and the DTMF
 // detector in the audio, and the exchange's thread, in one process. Each iteration is one second of the
 // call (the exchange's line runs 10 times faster); the time is the process's CPU time, both sides.
 void BM_TwoWayCallOnTheLine(benchmark::State& state) {
     CapiExchange::Options options;
-    options.port = exchangePort();
+    options.port = BenchExchangePort();
     options.speed = 10.0;
     options.dtmfFacility = false; // digits are found in the audio
     CapiExchange exchange(options);
@@ -146,48 +124,17 @@ void BM_TwoWayCallOnTheLine(benchmark::State& state) {
         return;
     }
     CapiLink line({"fritzbox", "127.0.0.1", exchange.port()}, std::make_shared<NullAudio>());
-    if (line.cti_Init() <= 0) {
-        state.SkipWithError(line.lastError().toStdString().c_str());
+    const AnsweredCall call(exchange, line);
+    if (!call.error().isEmpty()) {
+        state.SkipWithError(call.error().toStdString().c_str());
         return;
     }
-    std::mutex mutex;
-    std::condition_variable changed;
-    int32_t handle = 0;
-    bool connected = false;
-    EifcConfigBlock block;
-    block.encode(EifcFields{});
-    int32_t id = 0;
-    id = line.cti_Register(block, FdWaveConfigBlock{}, [&](const CtiEvent& event) {
-        if (event.type() != CtiEvent::CallState)
-            return;
-        std::lock_guard lock(mutex);
-        if (event.stateName() == "D_ConnectPending") {
-            line.cti_IcaSetAlert(id, 1);
-            handle = event.callHandle();
-        }
-        connected = event.stateName() == "Connected";
-        changed.notify_all();
-    });
-    const int call = exchange.offerCall("891234567", "5551");
-    {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return handle != 0; });
-    }
-    line.cti_AnswerCall(id, handle);
-    {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return connected; });
-    }
-    line.cti_SndOutStart(id);
-    line.cti_SndInStart(id);
     for (auto _ : state) {
-        const double before = processCpuSeconds();
+        const double before = ProcessCpuSeconds();
         std::this_thread::sleep_for(std::chrono::milliseconds(100)); // one second of the call
-        state.SetIterationTime(processCpuSeconds() - before);
+        state.SetIterationTime(ProcessCpuSeconds() - before);
     }
     state.SetLabel("CPU time of line and exchange per second of call");
-    exchange.hangUp(call);
-    line.cti_Exit();
 }
 BENCHMARK(BM_TwoWayCallOnTheLine)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(30);
 

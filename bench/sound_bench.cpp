@@ -5,6 +5,7 @@
 //    the null sink's render step of 10 ms, which a sound card has in its own way);
 //  - the CPU of a two-way call with the sound card, the line and the exchange in one process.
 
+#include "bench/BenchLine.h"
 #include "platform/capilink/CapiLink.h"
 #include "platform/fdsnd/PulseSound.h"
 #include "platform/voice/AudioDevice.h"
@@ -15,8 +16,6 @@
 #include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
-
-#include <sys/resource.h>
 
 #include <chrono>
 #include <cmath>
@@ -145,27 +144,6 @@ void BM_VoiceRoundTrip(benchmark::State& state) {
 }
 BENCHMARK(BM_VoiceRoundTrip)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(20);
 
-// The line library chooses its CAPI server once per process: every exchange here listens on one port,
-// the first free one found.
-uint16_t exchangePort() {
-    static const uint16_t port = [] {
-        CapiExchange probe;
-        QString error;
-        probe.start(&error);
-        const uint16_t found = probe.port();
-        probe.stop();
-        return found;
-    }();
-    return port;
-}
-
-double processCpuSeconds() {
-    rusage usage{};
-    ::getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
 // A two-way call in real time: the exchange plays speech-like sound to the line, the line plays it on the
 // loudspeaker and sends what the microphone hears. Each iteration is one second of the call; its time is
 // the process's CPU time in that second (line, exchange, sound library; the sound server's own work is
@@ -176,7 +154,7 @@ void BM_TwoWayCallWithSoundCard(benchmark::State& state) {
     if (!openSound(state, server, sound))
         return;
     CapiExchange::Options options;
-    options.port = exchangePort();
+    options.port = BenchExchangePort();
     CapiExchange exchange(options);
     QString error;
     if (!exchange.start(&error)) {
@@ -186,37 +164,10 @@ void BM_TwoWayCallWithSoundCard(benchmark::State& state) {
     const bool withCard = state.range(0) != 0;
     CapiLink line({"fritzbox", "127.0.0.1", exchange.port()},
                   withCard ? sound.voiceDevice() : std::shared_ptr<voice::AudioDevice>());
-    if (line.cti_Init() <= 0) {
-        state.SkipWithError(line.lastError().toStdString().c_str());
+    const AnsweredCall call(exchange, line);
+    if (!call.error().isEmpty()) {
+        state.SkipWithError(call.error().toStdString().c_str());
         return;
-    }
-    std::mutex mutex;
-    std::condition_variable changed;
-    int32_t handle = 0;
-    bool connected = false;
-    EifcConfigBlock block;
-    block.encode(EifcFields{});
-    int32_t id = 0;
-    id = line.cti_Register(block, FdWaveConfigBlock{}, [&](const CtiEvent& event) {
-        if (event.type() != CtiEvent::CallState)
-            return;
-        std::lock_guard lock(mutex);
-        if (event.stateName() == "D_ConnectPending") {
-            line.cti_IcaSetAlert(id, 1);
-            handle = event.callHandle();
-        }
-        connected = event.stateName() == "Connected";
-        changed.notify_all();
-    });
-    const int call = exchange.offerCall("891234567", "5551");
-    {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return handle != 0; });
-    }
-    line.cti_AnswerCall(id, handle);
-    {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return connected; });
     }
     QTemporaryDir dir;
     const QString far = dir.filePath(QStringLiteral("far.wav"));
@@ -228,20 +179,15 @@ void BM_TwoWayCallWithSoundCard(benchmark::State& state) {
             samples[i] = int16_t(6000 * std::sin(double(i) * 0.37) * std::sin(double(i) * 0.0011));
         writer.write(samples.data(), samples.size());
     }
-    exchange.playFile(call, far, &error);
-    line.cti_SndOutStart(id);
-    line.cti_SndInStart(id);
+    exchange.playFile(call.callId(), far, &error);
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     for (auto _ : state) {
-        const double before = processCpuSeconds();
+        const double before = ProcessCpuSeconds();
         std::this_thread::sleep_for(std::chrono::seconds(1));
-        state.SetIterationTime(processCpuSeconds() - before);
+        state.SetIterationTime(ProcessCpuSeconds() - before);
     }
     state.SetLabel(withCard ? "with the sound card: CPU ms per s of call (/ 10 = % of one core)"
                             : "without a sound card: CPU ms per s of call (/ 10 = % of one core)");
-    exchange.hangUp(call);
-    line.cti_Exit();
-    exchange.stop();
 }
 BENCHMARK(BM_TwoWayCallWithSoundCard)
     ->Arg(0)

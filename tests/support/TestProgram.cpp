@@ -36,3 +36,16 @@ int32_t TestProgram::ring(const QByteArray& calling, const QByteArray& called, b
 QStringList TestProgram::logLines(const QString& fileName) const {
     return ReadLines(dir.filePath(fileName));
 }
+
+void SaveNewCalls(Program& program) {
+    program.callLog().SEZGDBOpen();
+    for (const auto& [number, message] : {std::pair{"0301111", "Msg1.wav"}, {"0302222", ""}}) {
+        EZGRecord record;
+        record.PartnerRufnummer = QString::fromLatin1(number);
+        record.Tondatei = QString::fromLatin1(message);
+        record.Neu = record.Richtung = 1;
+        record.Verbindungsstatus = 134;
+        program.callLog().SEZGDBSave_EZG_Eintrag(DateNumber(QDateTime(QDate(2026, 1, 5), QTime(8, 0))),
+                                                 record);
+    }
+}

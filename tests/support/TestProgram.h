@@ -22,6 +22,10 @@ inline std::vector<EZGRecord> CallLogRecords(Program& program) {
 
 class FdSndLibrary;
 
+// Two new calls in a program's call log, as the main window lists them: 0301111 with the message
+// "Msg1.wav", 0302222 without one (5 January 2026, 08:00).
+void SaveNewCalls(Program& program);
+
 struct TestProgram {
     // `sound`: the sound library; none gives the program's silent one.
     explicit TestProgram(bool startLine = true, std::shared_ptr<FdSndLibrary> sound = nullptr);

@@ -82,16 +82,7 @@ void ini(Program& program, const char* section, const char* key, const char* val
 
 // New calls that want attention (one with a message) and last-used numbers, as a program left them.
 void someCalls(Program& program) {
-    program.callLog().SEZGDBOpen();
-    for (const auto& [number, message] : {std::pair{"0301111", "Msg1.wav"}, {"0302222", ""}}) {
-        EZGRecord record;
-        record.PartnerRufnummer = S(number);
-        record.Tondatei = S(message);
-        record.Neu = record.Richtung = 1;
-        record.Verbindungsstatus = 134;
-        program.callLog().SEZGDBSave_EZG_Eintrag(DateNumber(QDateTime(QDate(2026, 1, 5), QTime(8, 0))),
-                                                 record);
-    }
+    SaveNewCalls(program);
     ini(program, "Nummern", "LastNumAnz", "2");
     ini(program, "Nummern", "Nummer1", "0307777");
     ini(program, "Nummern", "Nummer2", "0891234");

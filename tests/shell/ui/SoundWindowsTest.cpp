@@ -4,7 +4,7 @@
 // follows the sound server, whose reports come on a thread of their own. With MORVA_SCREENSHOT_DIR set,
 // the status bar without sound is saved as a picture in German and English.
 
-#include "platform/fdsnd/FdSndLibrary.h"
+#include "platform/fdsnd/SilentSound.h"
 #include "shell/base/Language.h"
 #include "shell/ui/ProgramWindows.h"
 #include "shell/ui/ctlDateiAuswahl.h"
@@ -43,38 +43,14 @@ QString S(const char* text) {
 }
 
 // A sound library whose server comes and goes when the test says so, reported on a thread of the test's.
-class WatchedSound final : public FdSndLibrary {
+class WatchedSound final : public SilentSound {
 public:
-    int32_t fdsnd_Init() override { return 0; }
-    int32_t fdsnd_Exit() override { return 0; }
-    int32_t fdsnd_WaveOutInit(const FdSndConfig&) override { return 0; }
-    int32_t fdsnd_WaveInInit(const FdSndConfig&) override { return 0; }
-    int32_t fdsnd_WaveOutExit() override { return 0; }
-    int32_t fdsnd_WaveInExit() override { return 0; }
-    int32_t fdsnd_WaveOutLoopStart(const QString&, int32_t) override { return 0; }
-    int32_t fdsnd_WaveOutStop() override { return 0; }
-    int32_t fdsnd_WaveInStart(const QString&, int32_t) override { return 0; }
-    int32_t fdsnd_WaveInStop() override { return 0; }
-    int32_t fdsnd_GetOutVolume() const override { return outVolume; }
-    int32_t fdsnd_SetOutVolume(int32_t value) override {
-        outVolume = value;
-        return 0;
-    }
-    int32_t fdsnd_GetInVolume() const override { return inVolume; }
-    int32_t fdsnd_SetInVolume(int32_t value) override {
-        inVolume = value;
-        return 0;
-    }
+    WatchedSound() { fdsnd_SetOutVolume(40000); }
     bool serverAvailable() const override { return available; }
     void setServerWatcher(std::function<void(bool)> watcher) override {
         const std::lock_guard lock(m_mutex);
         m_watcher = std::move(watcher);
     }
-    std::vector<FdSndDevice> outDevices() const override { return {}; }
-    std::vector<FdSndDevice> inDevices() const override { return {}; }
-    QString defaultOutDescription() const override { return {}; }
-    QString defaultInDescription() const override { return {}; }
-    std::shared_ptr<voice::AudioDevice> voiceDevice() override { return nullptr; }
 
     // The server comes or goes; the report comes on a thread of its own, as the library's would.
     void serverChanges(bool now) {
@@ -92,8 +68,6 @@ public:
     }
 
     std::atomic<bool> available{false};
-    std::atomic<int32_t> outVolume{40000};
-    std::atomic<int32_t> inVolume{65535};
 
 private:
     mutable std::mutex m_mutex;
@@ -157,19 +131,6 @@ bool withPlayWindow(const std::function<void()>& open, const std::function<void(
     return came;
 }
 
-void someCalls(Program& program) {
-    program.callLog().SEZGDBOpen();
-    for (const auto& [number, message] : {std::pair{"0301111", "Msg1.wav"}, {"0302222", ""}}) {
-        EZGRecord record;
-        record.PartnerRufnummer = S(number);
-        record.Tondatei = S(message);
-        record.Neu = record.Richtung = 1;
-        record.Verbindungsstatus = 134;
-        program.callLog().SEZGDBSave_EZG_Eintrag(DateNumber(QDateTime(QDate(2026, 1, 5), QTime(8, 0))),
-                                                 record);
-    }
-}
-
 } // namespace
 
 TEST(SoundWindows, TheStatusBarSaysWhenThereIsNoSoundAndFollowsTheServerFromItsThread) {
@@ -210,7 +171,7 @@ TEST(SoundWindows, TheStatusBarSaysWhenThereIsNoSoundAndFollowsTheServerFromItsT
 }
 
 TEST(SoundWindows, TheLogsPlayCommandPlaysTheRowsRecordingInAPlayOnlyWindow) {
-    Window w(someCalls);
+    Window w(SaveNewCalls);
     if (!w.main->findChild<QTreeView*>(S("lvListView"))->isVisible())
         w.action("mnuViewExtended")->trigger();
     auto* tabs = w.main->findChild<QTabBar*>(S("tbsTabStrip"));
