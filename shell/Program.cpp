@@ -186,7 +186,8 @@ Program::LineStatus Program::lineStatus() {
 
 void Program::eventTick() {
     m_cti.CtiEventPump();
-    m_machine.ABTick();
+    if (clsCti* channel = m_cti.channel())
+        m_machine.ABTick(*channel);
 }
 
 void Program::clockTick() {

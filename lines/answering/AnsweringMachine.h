@@ -1,13 +1,14 @@
 #pragma once
 
-// The answering machine's steps that the call path calls. Until the machine exists it never takes a
-// call, so every step does nothing.
-class AnsweringMachine {
+// modAB: the answering machine on the CAPI line.
+
+#include "lines/capi/AnsweringSteps.h"
+
+class AnsweringMachine final : public AnsweringSteps {
 public:
-    void ABConnect() {}
-    void ABDisconnect() {}
-    void ABTick() {}
-    void ABDigit(char) {}
-    // Runs on the line library's thread when a file played into the line has ended.
-    void ABFileEnd() {}
+    void ABOnConnected(clsCti&) override {}
+    void ABOnDisconnected(clsCti&) override {}
+    void ABOnDigit(clsCti&, char) override {}
+    void ABOnFileEnd(clsCti&) override {}
+    void ABTick(clsCti&) {}
 };

@@ -1,7 +1,7 @@
 #include "lines/capi/CtiBinding.h"
 
 #include "config/colConfig.h"
-#include "lines/answering/AnsweringMachine.h"
+#include "lines/capi/AnsweringSteps.h"
 #include "lines/sound/SoundEngine.h"
 #include "platform/Process.h"
 #include "shell/base/CallRecord.h"
@@ -15,7 +15,7 @@
 
 CtiBinding::CtiBinding(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs,
                        CallRecord& call, CallDisplay& display, const colConfig& configs, SoundEngine& sound,
-                       AnsweringMachine& machine, const QString& programDir)
+                       AnsweringSteps& machine, const QString& programDir)
     : m_library(library), m_clock(clock), m_settings(settings), m_logs(logs), m_call(call),
       m_display(display), m_configs(configs), m_sound(sound), m_machine(machine), m_programDir(programDir) {}
 

@@ -22,7 +22,7 @@ public:
 
     CtiBinding(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs,
                CallRecord& call, CallDisplay& display, const colConfig& configs, SoundEngine& sound,
-               AnsweringMachine& machine, const QString& programDir);
+               AnsweringSteps& machine, const QString& programDir);
     ~CtiBinding();
 
     // Creates the channel, fills its blocks and starts the library. False when the library cannot
@@ -72,7 +72,7 @@ private:
     CallDisplay& m_display;
     const colConfig& m_configs;
     SoundEngine& m_sound;
-    AnsweringMachine& m_machine;
+    AnsweringSteps& m_machine;
     QString m_programDir;
 
     std::vector<std::unique_ptr<clsCti>> m_channels;

@@ -1,7 +1,7 @@
 #include "lines/capi/clsCti.h"
 
 #include "config/colConfig.h"
-#include "lines/answering/AnsweringMachine.h"
+#include "lines/capi/AnsweringSteps.h"
 #include "lines/capi/modCtiDef.h"
 #include "lines/sound/SoundEngine.h"
 #include "numbers/Num_module.h"
@@ -10,9 +10,12 @@
 #include "shell/base/Logs.h"
 #include "shell/base/Settings.h"
 
+#include <QDir>
+#include <QFile>
+
 clsCti::clsCti(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs,
                CallRecord& call, CallDisplay& display, const colConfig& configs, SoundEngine& sound,
-               AnsweringMachine& machine)
+               AnsweringSteps& machine)
     : m_library(library), m_clock(clock), m_settings(settings), m_logs(logs), m_call(call),
       m_display(display), m_configs(configs), m_sound(sound), m_machine(machine) {}
 
@@ -120,7 +123,7 @@ void clsCti::onConnected() {
         m_sound.SoundRecordStop();
     } else if (machine) {
         m_call.CallState = StateIncomingMachine;
-        m_machine.ABConnect();
+        m_machine.ABOnConnected(*this);
     } else {
         m_call.CallState = StateIncomingConnected;
         m_sound.SoundPlayStop();
@@ -155,9 +158,14 @@ void clsCti::finishCallPart() {
         m_call.CallStart = m_followed.start;
     if (m_call.CallStart.isValid())
         m_call.CallDuration = FormatLongTime(m_call.CallStart.secsTo(m_clock.now()));
-    m_call.CallSoundFile = (!strRecordFile.isEmpty() && intRecording != 0)
-                               ? m_sound.SoundRelativePath(strRecordFile)
-                               : QString();
+    // The machine's recording goes with the call part it belongs to, also when the recording limit
+    // ended it before the call: a message is never left without its log entry.
+    QString recording;
+    {
+        std::lock_guard lock(machineMutex);
+        recording = strRecordFile;
+    }
+    m_call.CallSoundFile = m_sound.SoundRelativePath(recording);
     m_display.Eurit_CallFinished();
 }
 
@@ -169,7 +177,7 @@ void clsCti::onDisconnected() {
         if (event.reason == ReasonUserBusy)
             m_sound.SoundPlayOnce(m_sound.BesetztPath);
     }
-    m_machine.ABDisconnect();
+    m_machine.ABOnDisconnected(*this);
     m_call.CallState = StateIdle;
     m_followed = {};
     lngABState = 0;
@@ -202,7 +210,11 @@ int32_t clsCti::CtiABÜbernahme() {
     m_followed.start = m_call.CallStart;
     lngABState = 0;
     intPlaying = 0;
-    intRecording = 0;
+    {
+        std::lock_guard lock(machineMutex);
+        intRecording = 0;
+        strRecordFile.clear();
+    }
     CtiSndOutFileStop();
     CtiSndInFileStop();
     CtiSndOutStop();
@@ -217,12 +229,12 @@ int32_t clsCti::CtiABÜbernahme() {
 
 void clsCti::DtmfCallback() {
     if (lngABState != 0)
-        m_machine.ABDigit(event.dtmfDigit);
+        m_machine.ABOnDigit(*this, event.dtmfDigit);
 }
 
 void clsCti::FileOutCallback() {
     if (intPlaying != 0)
-        m_machine.ABFileEnd();
+        m_machine.ABOnFileEnd(*this);
 }
 
 void clsCti::fktErrCallback() {
@@ -278,8 +290,9 @@ int32_t clsCti::CtiDisconnect() {
 }
 
 int32_t clsCti::CtiSndOutFileStart(const QString& file) {
-    return registered() ? m_library.cti_SndOutFileStart(lngCtiId, m_sound.SoundFullPath(file).toLocal8Bit())
-                        : -1;
+    // The machine plays on from the library's thread with full paths, which need no sound folder.
+    const QString path = QDir::isAbsolutePath(file) ? file : m_sound.SoundFullPath(file);
+    return registered() ? m_library.cti_SndOutFileStart(lngCtiId, QFile::encodeName(path)) : -1;
 }
 
 int32_t clsCti::CtiSndOutFileStop() {

@@ -13,6 +13,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 class Clock;
 struct Settings;
@@ -21,7 +22,7 @@ struct CallRecord;
 class CallDisplay;
 class colConfig;
 class SoundEngine;
-class AnsweringMachine;
+class AnsweringSteps;
 
 // The names of the call states in a CtiEvent.
 inline constexpr char StateConnectPending[] = "D_ConnectPending";
@@ -31,7 +32,7 @@ inline constexpr char StateDisconnected[] = "Disconnected";
 class clsCti {
 public:
     clsCti(CtiLibrary& library, const Clock& clock, const Settings& settings, Logs& logs, CallRecord& call,
-           CallDisplay& display, const colConfig& configs, SoundEngine& sound, AnsweringMachine& machine);
+           CallDisplay& display, const colConfig& configs, SoundEngine& sound, AnsweringSteps& machine);
 
     // Fields read and written by the program. Those marked atomic are also touched on the line
     // library's thread (the alert decision, the file-end report, the channel lookup).
@@ -39,9 +40,13 @@ public:
     std::atomic<int32_t> lngABState =
         0; // 0 not the machine's; 1 the machine will answer; 2 playing/recording
     std::atomic<int16_t> intPlaying = 0; // a file is played into the line for the machine
+    // The machine's recording. Its start is decided on the line library's thread when the greeting ends
+    // (ABOnFileEnd), and it is read and ended on the main thread: these three fields, and the machine's
+    // play list, are guarded by `machineMutex`.
+    std::mutex machineMutex;
     int16_t intRecording = 0;
     QDateTime dateRecordStart;
-    QString strRecordFile;
+    QString strRecordFile;  // the recording of this call until its log entry is written; empty when none
     int32_t lngAlerted = 0; // 1 the incoming call that the record follows was accepted for alerting
     int16_t intMSNIndex = 0;
     std::atomic<int32_t> lngCtiId = -1; // channel id from cti_Register; -1 while not registered
@@ -140,7 +145,7 @@ private:
     CallDisplay& m_display;
     const colConfig& m_configs;
     SoundEngine& m_sound;
-    AnsweringMachine& m_machine;
+    AnsweringSteps& m_machine;
     bool m_intABMithören = false;
     // The call that the record follows, as the binding last wrote it into the record; handle 0 when
     // the record follows no call.

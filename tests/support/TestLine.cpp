@@ -25,7 +25,6 @@ void TestLine::stopLine() {
 
 void TestLine::eventTick() {
     binding.CtiEventPump();
-    machine.ABTick();
 }
 
 void TestLine::settle() {

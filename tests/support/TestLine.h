@@ -5,7 +5,7 @@
 // side records what the binding asks of it. No call log, no phonebooks, no window.
 
 #include "config/colConfig.h"
-#include "lines/answering/AnsweringMachine.h"
+#include "lines/capi/AnsweringSteps.h"
 #include "lines/capi/CtiBinding.h"
 #include "lines/sound/SoundEngine.h"
 #include "platform/Clock.h"
@@ -92,7 +92,13 @@ struct TestLine {
                                                  .iniPath = dir.filePath(QStringLiteral("Morva.ini"))}};
     SilentSound soundLibrary;
     SoundEngine sound{dir.path(), soundLibrary};
-    AnsweringMachine machine;
+    // The line binding's tests need no machine: its steps do nothing.
+    struct : AnsweringSteps {
+        void ABOnConnected(clsCti&) override {}
+        void ABOnDisconnected(clsCti&) override {}
+        void ABOnDigit(clsCti&, char) override {}
+        void ABOnFileEnd(clsCti&) override {}
+    } machine;
     RecordingDisplay call{clock};
     std::unique_ptr<CtiLibrary> library;
     // The stand-in line when the library is one; null otherwise.

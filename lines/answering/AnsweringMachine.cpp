@@ -1,0 +1,1 @@
+#include "lines/answering/AnsweringMachine.h"
