@@ -6,6 +6,7 @@
 #include "platform/Clock.h"
 #include "platform/Windows1252.h"
 #include "platform/profile/ProfileStore.h"
+#include "shell/base/CallRecord.h"
 #include "shell/base/Language.h"
 #include "shell/base/ListItems.h"
 #include "shell/base/Logs.h"
@@ -594,6 +595,26 @@ std::vector<int32_t> modEZGDB::SEZGGetNewRecordings(QDate from, QDate to) {
             found.push_back(recordNumber);
     });
     return found;
+}
+
+bool modEZGDB::SEZGFileOrphanRecording(const QDateTime& start, int seconds, const QString& number,
+                                       const QString& msn, const QString& soundFile) {
+    if (hLog == 0 || soundFile.isEmpty())
+        return false;
+    bool known = false;
+    walk(start.date().addDays(-1), start.date().addDays(1),
+         [&](int32_t, const EZGRecord& r) { known = known || r.Tondatei == soundFile; });
+    if (known)
+        return false;
+    EZGRecord record;
+    record.PartnerRufnummer = number;
+    record.MSN = msn;
+    record.Gesprächsdauer = seconds;
+    record.Tondatei = soundFile;
+    record.Neu = 1;
+    record.Richtung = 1;
+    record.Verbindungsstatus = StateIncomingMachine;
+    return SEZGDBSave_EZG_Eintrag(DateNumber(start), record) == pdb::Ok;
 }
 
 QString modEZGDB::SEZGGetSoundFile(int32_t recordNumber) {

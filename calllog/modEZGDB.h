@@ -177,6 +177,11 @@ public:
     // The record numbers of the new incoming calls with a message in the days `from` to `to`, in the
     // order of the walk.
     std::vector<int32_t> SEZGGetNewRecordings(QDate from, QDate to);
+    // Files the message of a call that never reached the log (the program ended during it) as an incoming
+    // call taken by the answering machine, with its start and length; not when a record of the days
+    // around already holds the file. True when it was filed.
+    bool SEZGFileOrphanRecording(const QDateTime& start, int seconds, const QString& number,
+                                 const QString& msn, const QString& soundFile);
     QString SEZGGetSoundFile(int32_t recordNumber);
     // Deletes the record's message file and empties its Tondatei; the record stays.
     void SEZGDeleteSound(int32_t recordNumber);

@@ -103,6 +103,8 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     m_program.sound().InstallShippedSounds(&unwritten);
     for (const QString& file : unwritten)
         m_program.logs().ErrorLog(QStringLiteral("SoundInit: cannot write the tone ") + file);
+    // The answering machine: its prompts where missing, and a message of a run that ended during it.
+    m_program.machine().ABInit(m_program.language().LanguageCode());
     if (!lineStarts([this] { return m_program.cti().CtiInit(); }))
         return StartResult::LineFailed;
     m_host.setEventTimer(true);
@@ -240,6 +242,8 @@ bool MainLifecycle::Form_QueryUnload() {
     step("Main Form_QueryUnload: Unload frmEZG");
     m_host.setEventTimer(false);
     step("Main Form_QueryUnload: ABExit");
+    if (clsCti* channel = m_program.cti().channel())
+        m_program.machine().ABExit(*channel);
     step("Main Form_QueryUnload: CTIExit");
     m_program.stopLine();
     step("Main Form_QueryUnload: FDSNDExit");

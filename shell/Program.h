@@ -104,6 +104,7 @@ public:
     LastNumbers& lastNumbers() { return m_lastNumbers; }
     ActionRules& actions() { return m_actions; }
     SoundEngine& sound() { return m_sound; }
+    AnsweringMachine& machine() { return m_machine; }
     Eurit30& call() { return m_call; }
     CtiLibrary& line() { return *m_line; }
     CtiBinding& cti() { return m_cti; }

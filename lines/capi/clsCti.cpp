@@ -300,9 +300,10 @@ int32_t clsCti::CtiSndOutFileStop() {
 }
 
 int32_t clsCti::CtiSndInFileStart(const QString& file) {
-    return registered() ? m_library.cti_SndInFileStart(lngCtiId, m_sound.SoundFullPath(file).toLocal8Bit(),
-                                                       m_sound.FormatRecording)
-                        : -1;
+    const QString path = QDir::isAbsolutePath(file) ? file : m_sound.SoundFullPath(file);
+    return registered()
+               ? m_library.cti_SndInFileStart(lngCtiId, QFile::encodeName(path), m_sound.FormatRecording)
+               : -1;
 }
 
 int32_t clsCti::CtiSndInFileStop() {

@@ -232,6 +232,10 @@ bool SoundEngine::SoundFileExists(const QString& name) const {
     return !name.isEmpty() && QFileInfo(SoundFullPath(name)).isFile();
 }
 
+QString SoundEngine::soundPath() const {
+    return absoluteFolder(DefaultSoundPath);
+}
+
 QString SoundEngine::SoundUniqueName(const QString& prefix, bool useDate) const {
     return PathUnique(prefix, QStringLiteral(".wav"), absoluteFolder(DefaultSoundPath), useDate, now);
 }

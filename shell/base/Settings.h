@@ -28,6 +28,9 @@ struct Settings {
     QString TwixTelDrive;
     int16_t IgnoreDigits = 1;
     int16_t IgnoreNumbers = 1;
+    // "ABSafeInquiry": the remote inquiry ends a call after three wrong PINs, refuses its caller for 15
+    // minutes, and refuses every login while no PIN is set.
+    int16_t ABSafeInquiry = 0;
 
     // Registry values.
     int16_t PhoneType = 3;
