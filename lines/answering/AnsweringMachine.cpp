@@ -37,9 +37,9 @@ QString AnsweringMachine::journalPath() const {
 }
 
 void AnsweringMachine::ABInit(const QString& languageCode) {
-    m_stts.languageCode = prompts::Languages().contains(languageCode) ? languageCode : QStringLiteral("uk");
+    m_stts.languageCode = PromptSet::Languages().contains(languageCode) ? languageCode : QStringLiteral("uk");
     QStringList failed;
-    prompts::InstallPrompts(m_stts.languageCode, m_d.sound.promptPath(), &failed);
+    PromptSet::InstallPrompts(m_stts.languageCode, m_d.sound.promptPath(), &failed);
     for (const QString& file : failed)
         m_d.logs.ErrorLog(QStringLiteral("ABInit: cannot write the prompt ") + file);
     fileOrphanRecording();
@@ -99,7 +99,7 @@ QString AnsweringMachine::greetingFor(const clsCti& cti, int msnIndex) const {
                               .arg(own)
                               .arg(msnIndex));
     }
-    return m_d.sound.PromptFullPath(QString::fromLatin1(prompts::DefaultGreeting));
+    return m_d.sound.PromptFullPath(PromptSet::GreetingFileName());
 }
 
 void AnsweringMachine::ABOnConnected(clsCti& cti) {

@@ -36,7 +36,7 @@ void modSTTS::PromptAppendDigits(QStringList& pieces, const QString& digits) {
 }
 
 void modSTTS::PromptAppendNumber(QStringList& pieces, int n, bool final) const {
-    pieces << prompts::NumberPieces(n, final, languageCode);
+    pieces << PromptSet::NumberPieces(n, final, languageCode);
 }
 
 void modSTTS::appendCount(QStringList& pieces, int n) const {
