@@ -33,10 +33,10 @@ cmake --build build/asan -j "$jobs"
     ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 LSAN_OPTIONS=suppressions="$root/scripts/lsan.supp":print_suppressions=0 \
         UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j "$jobs")
 
-echo "== Thread sanitizer: the line hand-over and the sound library"
+echo "== Thread sanitizer: the line hand-over, the sound library and the answering machine"
 configure build/tsan -DMORVA_SANITIZE=thread
 cmake --build build/tsan -j "$jobs" --target handover_tests capi_tests capilink_tests capi_program_tests voice_tests \
-    exchange_tests fdsnd_tests voice_call_tests sound_tests
+    exchange_tests fdsnd_tests voice_call_tests sound_tests answering_machine_tests
 (cd build/tsan &&
     TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions="$root/scripts/tsan.supp" setarch "$(uname -m)" -R \
         ctest --output-on-failure -j "$jobs" \
