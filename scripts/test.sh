@@ -40,4 +40,4 @@ cmake --build build/tsan -j "$jobs" --target handover_tests capi_tests capilink_
 (cd build/tsan &&
     TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions="$root/scripts/tsan.supp" setarch "$(uname -m)" -R \
         ctest --output-on-failure -j "$jobs" \
-        -R '^(Handover|CtiEvent|CtiExit|AlertDecision|IncomingCall|OutgoingCall|Capi[A-Za-z]*|JitterBuffer|PulseSoundTest|VoiceCall|SoundDevices)\.')
+        -R '^(Handover|CtiEvent|CtiExit|AlertDecision|IncomingCall|OutgoingCall|Capi[A-Za-z]*|JitterBuffer|PulseSoundTest|VoiceCall|SoundDevices|AnsweringMachine|RemoteInquiry)\.')
