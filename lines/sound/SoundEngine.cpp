@@ -216,6 +216,10 @@ QString SoundEngine::SoundFullPath(const QString& name) const {
     return PathComplete(name, absoluteFolder(DefaultSoundPath));
 }
 
+QString SoundEngine::soundFolder() const {
+    return absoluteFolder(DefaultSoundPath);
+}
+
 QString SoundEngine::PromptFullPath(const QString& name) const {
     if (name.isEmpty())
         return name;

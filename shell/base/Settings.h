@@ -28,6 +28,9 @@ struct Settings {
     QString TwixTelDrive;
     int16_t IgnoreDigits = 1;
     int16_t IgnoreNumbers = 1;
+    // "ABSafeInquiry": the answering machine's safer remote inquiry. A caller is cut off after three wrong
+    // PINs and that number is refused for 15 minutes; with an empty PIN no inquiry is possible.
+    int16_t ABSafeInquiry = 0;
 
     // Registry values.
     int16_t PhoneType = 3;
