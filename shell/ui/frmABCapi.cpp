@@ -19,15 +19,15 @@
 
 namespace {
 
-// The rows' pictures by their keys: "S1" the machine answers the number, "S0" it does not (faded).
+// The rows' pictures by their keys: "S1" the machine answers the number (a loudspeaker), "S0" it does not
+// (a muted one).
 class MachinePictures : public QIdentityProxyModel {
 public:
     MachinePictures(const QStyle* style, QObject* parent) : QIdentityProxyModel(parent) {
-        const QIcon machine = QIcon::fromTheme(QStringLiteral("audio-input-microphone"),
-                                               style->standardIcon(QStyle::SP_MediaVolume));
-        const int side = style->pixelMetric(QStyle::PM_SmallIconSize);
-        m_on = machine;
-        m_off = QIcon(machine.pixmap(side, QIcon::Disabled));
+        m_on = QIcon::fromTheme(QStringLiteral("audio-volume-high"),
+                                style->standardIcon(QStyle::SP_MediaVolume));
+        m_off = QIcon::fromTheme(QStringLiteral("audio-volume-muted"),
+                                 style->standardIcon(QStyle::SP_MediaVolumeMuted));
     }
     QVariant data(const QModelIndex& index, int role) const override {
         if (role == Qt::DecorationRole && index.column() == 0) {
@@ -102,11 +102,13 @@ frmABCapi::frmABCapi(const Language& language, QWidget* parent)
     m_lblSafeInquiry = new QLabel(m_fraInquiry);
     m_lblSafeInquiry->setObjectName(QStringLiteral("lblSafeInquiry"));
     m_lblSafeInquiry->setWordWrap(true);
-    // Under the check box's text, as its explanation.
-    const int indent = style()->pixelMetric(QStyle::PM_IndicatorWidth) +
-                       style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing);
-    m_lblSafeInquiry->setContentsMargins(indent, 0, 0, 0);
-    inquiry->addWidget(m_lblSafeInquiry, 3, 0, 1, 3);
+    // Under the check box's text, as its explanation. The indent is a spacing of the layout: a wrapped
+    // label with margins of its own breaks its lines as though it had the full width, and cuts them off.
+    auto* explanation = new QHBoxLayout;
+    explanation->addSpacing(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
+                            style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
+    explanation->addWidget(m_lblSafeInquiry, 1);
+    inquiry->addLayout(explanation, 3, 0, 1, 3);
     layout->addWidget(m_fraInquiry);
 
     // The warning about an empty PIN, with the desktop's warning sign.
@@ -177,7 +179,7 @@ void frmABCapi::Me_Set_Language() {
     m_lblPin->setText(lang.LanguageString(3264));
     m_lblPinError->setText(lang.LanguageString(3265));
     m_chkABSafeInquiry->setText(lang.LanguageString(3266));
-    m_lblSafeInquiry->setText(lang.LanguageString(3267));
+    m_lblSafeInquiry->setText(lang.LanguageString(3267) + QLatin1Char(' ') + lang.LanguageString(3283));
     m_cmdClose->setText(lang.LanguageString(3282));
     showWarning();
 }

@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QStyle>
 #include <QVBoxLayout>
 
 frmEintragABCapi::frmEintragABCapi(const Language& language, QWidget* parent)
@@ -126,7 +127,12 @@ void frmEintragABCapi::Me_Set_Language() {
     m_lblMaxTime->setText(lang.LanguageString(3273));
     m_chkMithören->setText(lang.LanguageString(3274));
     m_lblAnsage->setText(lang.LanguageString(3275));
-    m_ctlAnsage->txtDateiname()->setPlaceholderText(lang.LanguageString(3276));
+    // The box is wide enough for the whole of its note about the default greeting.
+    QLineEdit* greeting = m_ctlAnsage->txtDateiname();
+    greeting->setPlaceholderText(lang.LanguageString(3276));
+    const int frame = style()->pixelMetric(QStyle::PM_DefaultFrameWidth, nullptr, greeting);
+    greeting->setMinimumWidth(greeting->fontMetrics().horizontalAdvance(greeting->placeholderText()) +
+                              2 * frame + greeting->fontMetrics().averageCharWidth() * 4);
     m_ctlAnsage->setDialogHeader(lang.LanguageString(3277));
     m_ctlAnsage->setDialogFileSelect(lang.LanguageString(3278));
     m_lblHinweis->setText(lang.LanguageString(3279));

@@ -27,6 +27,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QStyle>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -505,6 +506,17 @@ TEST(ABCapiWindowWired, Pictures) {
             EXPECT_GE(control->width(), control->sizeHint().width())
                 << lang.LanguageCode().toStdString() << " " << control->objectName().toStdString();
         }
+        for (QLabel* label : window->findChildren<QLabel*>())
+            if (label->isVisible() && label->wordWrap()) {
+                EXPECT_GE(label->height(), label->heightForWidth(label->contentsRect().width()))
+                    << lang.LanguageCode().toStdString() << " " << label->objectName().toStdString();
+                const QRect needed = label->fontMetrics().boundingRect(
+                    QRect(0, 0, label->contentsRect().width(), 10000), Qt::TextWordWrap, label->text());
+                EXPECT_LE(needed.width(), label->contentsRect().width())
+                    << lang.LanguageCode().toStdString() << " " << label->objectName().toStdString();
+                EXPECT_LE(needed.height(), label->contentsRect().height())
+                    << lang.LanguageCode().toStdString() << " " << label->objectName().toStdString();
+            }
         SaveScreenshot(window, S("frmABCapi-") + lang.LanguageCode());
         const bool came = withEntryWindow(
             [&] { QTest::mouseClick(child<QPushButton>(window, "cmdEdit"), Qt::LeftButton); },
@@ -520,6 +532,15 @@ TEST(ABCapiWindowWired, Pictures) {
                 }
                 SaveScreenshot(&entry, S("frmEintragABCapi-") + lang.LanguageCode());
                 entry.ctlAnsage()->setFilePath(QString());
+                QLineEdit* greeting = entry.ctlAnsage()->txtDateiname();
+                // The room of the text: the box less its frame and the line edit's margin of 2 pixels.
+                const int frame =
+                    greeting->style()->pixelMetric(QStyle::PM_DefaultFrameWidth, nullptr, greeting);
+                const int room = greeting->width() - 2 * (frame + 2);
+                EXPECT_EQ(
+                    greeting->fontMetrics().elidedText(greeting->placeholderText(), Qt::ElideRight, room),
+                    greeting->placeholderText())
+                    << lang.LanguageCode().toStdString() << ": the note about the default greeting is whole";
                 SaveScreenshot(&entry, S("frmEintragABCapi-default-") + lang.LanguageCode());
                 QTest::mouseClick(child<QPushButton>(&entry, "cmdCancel"), Qt::LeftButton);
             });
