@@ -14,6 +14,7 @@
 #include "shell/ui/ctlNummerText.h"
 #include "shell/ui/frmABCapi.h"
 #include "shell/ui/frmEintragABCapi.h"
+#include "shell/ui/frmPlayRecord.h"
 #include "tests/support/Screenshot.h"
 #include "tests/support/TestProgram.h"
 
@@ -31,6 +32,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+#include <QToolButton>
 #include <QTreeView>
 
 #include <gtest/gtest.h>
@@ -142,16 +144,16 @@ struct Wired : TestProgram {
     }
 };
 
-// Runs `open`, which opens the entry window modally, and `inside` on it while it is up; a window still
+// Runs `open`, which opens a window of type T modally, and `inside` on it while it is up; a window still
 // up afterwards is closed. True when the window came.
-bool withEntryWindow(const std::function<void()>& open,
-                     const std::function<void(frmEintragABCapi&)>& inside) {
+template <typename T>
+bool withModal(const std::function<void()>& open, const std::function<void(T&)>& inside) {
     bool came = false;
     QTimer poll;
     poll.setInterval(10);
     const QDeadlineTimer deadline(5000);
     QObject::connect(&poll, &QTimer::timeout, [&] {
-        auto* window = qobject_cast<frmEintragABCapi*>(QApplication::activeModalWidget());
+        auto* window = qobject_cast<T*>(QApplication::activeModalWidget());
         if (window && window->isVisible()) {
             poll.stop();
             came = true;
@@ -170,8 +172,34 @@ bool withEntryWindow(const std::function<void()>& open,
     return came;
 }
 
+bool withEntryWindow(const std::function<void()>& open,
+                     const std::function<void(frmEintragABCapi&)>& inside) {
+    return withModal<frmEintragABCapi>(open, inside);
+}
+
 void setNumber(frmEintragABCapi& window, const char* control, int value) {
     child<ctlNummerText>(&window, control)->setValue(value);
+}
+
+// Every caption, check box and button of `window` is as wide as its text needs, and every wrapped text as
+// wide and as high as its lines.
+void ExpectTextsWhole(QWidget* window, const QString& language) {
+    const std::string where = language.toStdString() + " ";
+    for (QWidget* control : window->findChildren<QWidget*>()) {
+        if (!control->isVisible())
+            continue;
+        auto* label = qobject_cast<QLabel*>(control);
+        if (label && label->wordWrap()) {
+            const QRect room = label->contentsRect();
+            const QRect needed = label->fontMetrics().boundingRect(QRect(0, 0, room.width(), 10000),
+                                                                   Qt::TextWordWrap, label->text());
+            EXPECT_LE(needed.width(), room.width()) << where << label->objectName().toStdString();
+            EXPECT_LE(needed.height(), room.height()) << where << label->objectName().toStdString();
+        } else if (label || qobject_cast<QCheckBox*>(control) || qobject_cast<QPushButton*>(control)) {
+            EXPECT_GE(control->width(), control->sizeHint().width())
+                << where << control->objectName().toStdString();
+        }
+    }
 }
 
 } // namespace
@@ -395,12 +423,26 @@ TEST(ABCapiWindowWired, AnEditGoesIntoSetOneAndItsFileAndTheListShowsIt) {
     EXPECT_EQ(w.set1().Number(Field::intCAPIABOn, 3), 1);
     EXPECT_EQ(rows->index(2, 0).data(ListItems::SmallIconRole).toString(), S("S1"));
 
-    // Cancel writes nothing.
-    came = withEntryWindow([&] { QTest::mouseClick(child<QPushButton>(window, "cmdEdit"), Qt::LeftButton); },
-                           [&](frmEintragABCapi& entry) {
-                               setNumber(entry, "ctlAnzRufsignale", 1);
-                               QTest::mouseClick(child<QPushButton>(&entry, "cmdCancel"), Qt::LeftButton);
-                           });
+    // The greeting's play button opens the play and record window on the greeting's box; Cancel then
+    // writes nothing.
+    came = withEntryWindow(
+        [&] { QTest::mouseClick(child<QPushButton>(window, "cmdEdit"), Qt::LeftButton); },
+        [&](frmEintragABCapi& entry) {
+            setNumber(entry, "ctlAnzRufsignale", 1);
+            QString shown;
+            const bool played = withModal<frmPlayRecord>(
+                [&] {
+                    QTest::mouseClick(child<QToolButton>(entry.ctlAnsage(), "cmdShowPlayRecord"),
+                                      Qt::LeftButton);
+                },
+                [&](frmPlayRecord& player) {
+                    shown = child<ctlDateiAuswahl>(&player, "ctlDateiAuswahl1")->FilePath();
+                    EXPECT_EQ(player.fileName(), w.program->sound().SoundFullPath(S("fehlt.wav")));
+                });
+            EXPECT_TRUE(played);
+            EXPECT_EQ(shown, S("fehlt.wav"));
+            QTest::mouseClick(child<QPushButton>(&entry, "cmdCancel"), Qt::LeftButton);
+        });
     ASSERT_TRUE(came);
     EXPECT_EQ(w.set1().Number(Field::intCAPIABRufanzahl, 3), 7);
     window->close();
@@ -498,38 +540,13 @@ TEST(ABCapiWindowWired, Pictures) {
         ASSERT_NE(window, nullptr);
         window->selectIndex(2);
         QCoreApplication::processEvents();
-        for (QWidget* control : window->findChildren<QWidget*>()) {
-            if (!control->isVisible() ||
-                !(qobject_cast<QCheckBox*>(control) || qobject_cast<QPushButton*>(control) ||
-                  (qobject_cast<QLabel*>(control) && !qobject_cast<QLabel*>(control)->wordWrap())))
-                continue;
-            EXPECT_GE(control->width(), control->sizeHint().width())
-                << lang.LanguageCode().toStdString() << " " << control->objectName().toStdString();
-        }
-        for (QLabel* label : window->findChildren<QLabel*>())
-            if (label->isVisible() && label->wordWrap()) {
-                EXPECT_GE(label->height(), label->heightForWidth(label->contentsRect().width()))
-                    << lang.LanguageCode().toStdString() << " " << label->objectName().toStdString();
-                const QRect needed = label->fontMetrics().boundingRect(
-                    QRect(0, 0, label->contentsRect().width(), 10000), Qt::TextWordWrap, label->text());
-                EXPECT_LE(needed.width(), label->contentsRect().width())
-                    << lang.LanguageCode().toStdString() << " " << label->objectName().toStdString();
-                EXPECT_LE(needed.height(), label->contentsRect().height())
-                    << lang.LanguageCode().toStdString() << " " << label->objectName().toStdString();
-            }
+        ExpectTextsWhole(window, lang.LanguageCode());
         SaveScreenshot(window, S("frmABCapi-") + lang.LanguageCode());
         const bool came = withEntryWindow(
             [&] { QTest::mouseClick(child<QPushButton>(window, "cmdEdit"), Qt::LeftButton); },
             [&](frmEintragABCapi& entry) {
                 QCoreApplication::processEvents();
-                for (QWidget* control : entry.findChildren<QWidget*>()) {
-                    if (!control->isVisible() ||
-                        !(qobject_cast<QCheckBox*>(control) || qobject_cast<QPushButton*>(control) ||
-                          (qobject_cast<QLabel*>(control) && !qobject_cast<QLabel*>(control)->wordWrap())))
-                        continue;
-                    EXPECT_GE(control->width(), control->sizeHint().width())
-                        << lang.LanguageCode().toStdString() << " " << control->objectName().toStdString();
-                }
+                ExpectTextsWhole(&entry, lang.LanguageCode());
                 SaveScreenshot(&entry, S("frmEintragABCapi-") + lang.LanguageCode());
                 entry.ctlAnsage()->setFilePath(QString());
                 QLineEdit* greeting = entry.ctlAnsage()->txtDateiname();
