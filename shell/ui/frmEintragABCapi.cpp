@@ -84,8 +84,9 @@ frmEintragABCapi::frmEintragABCapi(const Language& language, QWidget* parent)
     grid->addLayout(time, 3, 1);
 
     // The machine reads the rings and the recording time of the number a call came in on.
+    // One line: the window is as wide as it needs, where a wrapped note would be given the height of
+    // a guessed width and cut.
     m_lblHinweis = label("lblHinweis");
-    m_lblHinweis->setWordWrap(true);
     m_lblHinweis->setForegroundRole(QPalette::PlaceholderText);
     grid->addWidget(m_lblHinweis, 4, 1);
 
@@ -115,7 +116,8 @@ frmEintragABCapi::frmEintragABCapi(const Language& language, QWidget* parent)
     connect(m_ctlAnzRufsignale, &ctlNummerText::Change, this, [this] { showRingSeconds(); });
 
     Me_Set_Language();
-    setMinimumWidth(480);
+    // Never narrower than its texts in any language.
+    layout->setSizeConstraint(QLayout::SetMinimumSize);
 }
 
 void frmEintragABCapi::Me_Set_Language() {
