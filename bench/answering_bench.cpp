@@ -3,7 +3,7 @@
 // message holds every sample. The program runs on the real line against the simulated exchange in real
 // time, its event timer ticking every 100 ms as the main window's does.
 
-#include "BenchLine.h"
+#include "bench/BenchLine.h"
 
 #include "calllog/modEZGDB.h"
 #include "lines/answering/AnsweringMachine.h"

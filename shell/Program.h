@@ -88,6 +88,7 @@ public:
     // The parts, for the start and the stop, the windows' owner and tests.
     ProfileStore& profiles() { return m_profiles; }
     Settings& settings() { return m_settings; }
+    SettingsStore& settingsStore() { return m_settingsStore; }
     const Language& language() const { return m_language; }
     Language& language() { return m_language; }
     Logs& logs() { return m_logs; }

@@ -120,7 +120,7 @@ void AnsweringMachine::ABOnConnected(clsCti& cti) {
         // Reports of files of earlier calls have all come in before this call's "Connected".
         m_filesOut = 0;
         m_playList.clear();
-        m_recordFolder = m_d.sound.soundPath();
+        m_recordFolder = m_d.sound.soundFolder();
         m_recordLimit = config.Number(Field::intCAPIABAufnahmezeit, msn);
         m_loggedIn = false;
         playOn(cti, greeting);

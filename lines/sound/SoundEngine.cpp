@@ -216,6 +216,10 @@ QString SoundEngine::SoundFullPath(const QString& name) const {
     return PathComplete(name, absoluteFolder(DefaultSoundPath));
 }
 
+QString SoundEngine::soundFolder() const {
+    return absoluteFolder(DefaultSoundPath);
+}
+
 QString SoundEngine::PromptFullPath(const QString& name) const {
     if (name.isEmpty())
         return name;
@@ -230,10 +234,6 @@ QString SoundEngine::SoundRelativePath(const QString& name) const {
 
 bool SoundEngine::SoundFileExists(const QString& name) const {
     return !name.isEmpty() && QFileInfo(SoundFullPath(name)).isFile();
-}
-
-QString SoundEngine::soundPath() const {
-    return absoluteFolder(DefaultSoundPath);
 }
 
 QString SoundEngine::SoundUniqueName(const QString& prefix, bool useDate) const {

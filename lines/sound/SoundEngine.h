@@ -69,8 +69,8 @@ public:
     bool SoundFileExists(const QString& name) const;
     QString SoundUniqueName(const QString& prefix, bool useDate) const;
     QString promptPath() const { return m_promptPath; }
-    // The sound folder as an absolute path.
-    QString soundPath() const;
+    // The sound folder in full, with a closing "/": the folder sound names are relative to.
+    QString soundFolder() const;
 
     // The volume of the program's own playing, and the recording level; 0 to 65535.
     int32_t SoundGetVolume() const;

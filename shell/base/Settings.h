@@ -28,8 +28,8 @@ struct Settings {
     QString TwixTelDrive;
     int16_t IgnoreDigits = 1;
     int16_t IgnoreNumbers = 1;
-    // "ABSafeInquiry": the remote inquiry ends a call after three wrong PINs, refuses its caller for 15
-    // minutes, and refuses every login while no PIN is set.
+    // "ABSafeInquiry": the answering machine's safer remote inquiry. A caller is cut off after three wrong
+    // PINs and that number is refused for 15 minutes; with an empty PIN no inquiry is possible.
     int16_t ABSafeInquiry = 0;
 
     // Registry values.

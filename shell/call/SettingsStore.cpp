@@ -101,6 +101,7 @@ void SettingsStore::Eurit_Cfg_load() {
     s.TwixTelDrive = iniString(Setup, QStringLiteral("TwixTelDrive"));
     s.IgnoreDigits = iniInt(Setup, QStringLiteral("IgnoreDigits"), 1);
     s.IgnoreNumbers = iniInt(Setup, QStringLiteral("IgnoreNumbers"), 1);
+    s.ABSafeInquiry = iniInt(Setup, QStringLiteral("ABSafeInquiry"), 0);
 
     s.Showonring = iniInt(Actions, QStringLiteral("Showonring"), 0);
     s.MinimizeOnSilence = iniInt(Actions, QStringLiteral("MinimizeOnSilence"), 0);
@@ -137,6 +138,10 @@ void SettingsStore::writeString(const QString& section, const QString& key, cons
                                          m_iniPath);
 }
 
+void SettingsStore::saveABSafeInquiry() {
+    writeInt(Setup, QStringLiteral("ABSafeInquiry"), m_settings.ABSafeInquiry);
+}
+
 bool SettingsStore::Eurit_Cfg_save(const QString& programPath, const QString& version) {
     // Each file is replaced once, with all of its keys.
     ProfileBatch ini(m_profiles, m_iniPath);
@@ -160,6 +165,7 @@ bool SettingsStore::Eurit_Cfg_save(const QString& programPath, const QString& ve
     writeString(Setup, QStringLiteral("TwixTelDrive"), s.TwixTelDrive);
     writeInt(Setup, QStringLiteral("IgnoreDigits"), s.IgnoreDigits);
     writeInt(Setup, QStringLiteral("IgnoreNumbers"), s.IgnoreNumbers);
+    writeInt(Setup, QStringLiteral("ABSafeInquiry"), s.ABSafeInquiry);
     writeInt(Actions, QStringLiteral("Showonring"), s.Showonring);
     writeInt(Actions, QStringLiteral("MinimizeOnSilence"), s.MinimizeOnSilence);
     // The rules, every field as Eurit_Cfg_load reads it; entry 0 of the table is no rule.

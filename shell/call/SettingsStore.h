@@ -32,6 +32,9 @@ public:
     // stand, then the registry values with "Path" and "Version". False when the registry key cannot be
     // created: the caller shows "Kann Registry Key nicht anlegen!".
     bool Eurit_Cfg_save(const QString& programPath, const QString& version);
+    // Writes "ABSafeInquiry" of section Setup alone, as the answering machine's window changes it, so that
+    // the change outlives a program that is killed before its stop.
+    void saveABSafeInquiry();
     // The desktop's languages, the most wanted first: QLocale::system()'s unless set here.
     void setDesktopLanguages(const QStringList& uiLanguages) { m_desktopLanguages = uiLanguages; }
     // A string of a profile file, cut at 255 characters.

@@ -172,9 +172,9 @@ constexpr Caption MenuCaptions[] = {
 constexpr Caption ListButtonTips[] = {{"GOTOBOOK", 3131},    {"DELETE", 3134}, {"MARKREAD", 3132},
                                       {"MARKALLREAD", 3133}, {"STOP", 3156},   {"PLAY", 3138}};
 // The commands whose windows are not there yet: shown, disabled, with their caption as tool tip.
-constexpr const char* WindowsToCome[] = {"mnuEuritProtokoll", "mnuEuritKonfig",   "mnuEuritPhonebook",
-                                         "M_Setup",           "M_Action",         "mnuKontextTophonebook",
-                                         "GOTOBOOK",          "mnuMainEditEntry", "mnuMainGotoPhoneBook"};
+constexpr const char* WindowsToCome[] = {"mnuEuritProtokoll", "mnuEuritPhonebook",     "M_Setup",
+                                         "M_Action",          "mnuKontextTophonebook", "GOTOBOOK",
+                                         "mnuMainEditEntry",  "mnuMainGotoPhoneBook"};
 
 } // namespace
 
@@ -625,7 +625,7 @@ void Main::buildMenus() {
             &Main::selectCarrierRequested);
     separator(m_M_Eurit, "M_Blank1");
     addAction(m_M_Eurit, "mnuEuritProtokoll");
-    addAction(m_M_Eurit, "mnuEuritKonfig");
+    connect(addAction(m_M_Eurit, "mnuEuritKonfig"), &QAction::triggered, this, &Main::configurationRequested);
     addAction(m_M_Eurit, "mnuEuritPhonebook");
     separator(m_M_Eurit, "M_Blank2");
     QAction* quit = addAction(m_M_Eurit, "M_Beenden");

@@ -145,6 +145,8 @@ Q_SIGNALS:
     void dialMSNChosen(int index);
     // cmdProvider pressed; mnuEuritSelProvider.
     void carrierListRequested();
+    // mnuEuritKonfig: the configuration of the line's own numbers.
+    void configurationRequested();
     void selectCarrierRequested();
     // The status bar's "AB" and "VOL" panels.
     void listenInToggled();

@@ -1,8 +1,13 @@
 #include "shell/ui/ProgramWindows.h"
 
+#include "config/ABCapiEntry.h"
+#include "config/clsConfig.h"
+#include "config/colConfig.h"
 #include "shell/Program.h"
 #include "shell/ui/LineWaitWindow.h"
 #include "shell/ui/ctlDateiAuswahl.h"
+#include "shell/ui/frmABCapi.h"
+#include "shell/ui/frmEintragABCapi.h"
 #include "shell/ui/frmPlayRecord.h"
 #include "shell/ui/frmProviders.h"
 #include "shell/ui/frmVolumeControl.h"
@@ -64,6 +69,7 @@ ProgramWindows::ProgramWindows(Program& program)
         showStatus();
     });
     QObject::connect(&m_main, &Main::volumeRequested, &m_main, [this] { openVolumeControl(); });
+    QObject::connect(&m_main, &Main::configurationRequested, &m_main, [this] { openABCapi(); });
     m_main.setPlayAvailable(true);
     // The sound library reports on its own thread: the change is queued to the main thread, where the
     // application object lives, and shown only while the windows do.
@@ -185,6 +191,8 @@ void ProgramWindows::setEventTimer(bool on) {
 
 void ProgramWindows::applyLanguage() {
     m_main.Me_Set_Language();
+    if (m_abCapi)
+        m_abCapi->Me_Set_Language();
     showLineState();
     showStatus();
     showSoundState();
@@ -328,6 +336,53 @@ void ProgramWindows::openVolumeControl() {
     // A new pop-up at each opening, so that it shows the volumes as they are now.
     auto* window = new frmVolumeControl(m_program.language(), m_soundControls, &m_main);
     window->popupAt(m_main.volumePanel());
+}
+
+void ProgramWindows::openABCapi() {
+    // A window closed a moment ago waits for its deletion hidden: a new one takes its place.
+    if (m_abCapi && m_abCapi->isVisible()) {
+        m_abCapi->raise();
+        m_abCapi->activateWindow();
+        return;
+    }
+    clsConfig& set = m_program.Konfigurationen().Item(1);
+    auto* window = new frmABCapi(m_program.language(), &m_main);
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    m_abCapi = window;
+    window->Set_Values(set.Text(clsConfig::Field::strCAPIPIN), m_program.settings().ABSafeInquiry != 0,
+                       ABAnyMachineOn(set));
+    showABCapi(0);
+    QObject::connect(window, &frmABCapi::editRequested, window, [this](int index) { editABCapi(index); });
+    QObject::connect(window, &frmABCapi::pinChanged, window,
+                     [&set](const QString& pin) { set.Assign(clsConfig::Field::strCAPIPIN, pin); });
+    QObject::connect(window, &frmABCapi::safeInquiryChanged, window, [this](bool on) {
+        m_program.settings().ABSafeInquiry = on ? 1 : 0;
+        m_program.settingsStore().saveABSafeInquiry();
+    });
+    window->show();
+}
+
+void ProgramWindows::showABCapi(int index) {
+    if (!m_abCapi)
+        return;
+    const clsConfig& set = m_program.Konfigurationen().Item(1);
+    set.ABCAPI_DisplayInList(m_abCapi->listItems());
+    m_abCapi->selectIndex(index);
+    m_abCapi->setAnyMachineOn(ABAnyMachineOn(set));
+}
+
+void ProgramWindows::editABCapi(int index) {
+    if (!m_abCapi || index < 1 || index > clsConfig::MSNCount)
+        return;
+    clsConfig& set = m_program.Konfigurationen().Item(1);
+    frmEintragABCapi entry(m_program.language(), m_abCapi);
+    entry.Set_Values(index, set.strMSN(index), ABCapiEntry::Read(set, index),
+                     m_program.sound().soundFolder());
+    connectPlayRecord(entry.ctlAnsage());
+    QObject::connect(&entry, &frmEintragABCapi::valuesChosen, &entry,
+                     [&set](int msn, const ABCapiEntry& values) { values.Write(set, msn); });
+    entry.exec();
+    showABCapi(index);
 }
 
 void ProgramWindows::showMain() {

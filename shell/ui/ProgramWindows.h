@@ -11,6 +11,7 @@
 #include "shell/ui/MainTray.h"
 #include "shell/ui/PlayRecordSound.h"
 #include "shell/ui/SingleInstance.h"
+#include "shell/ui/frmABCapi.h"
 
 #include <QPointer>
 
@@ -53,6 +54,11 @@ public:
     void connectPlayRecord(ctlDateiAuswahl* control);
     // The volume pop-up at the status bar's panel "VOL".
     void openVolumeControl();
+    // The answering machine's window over configuration set 1 (mnuEuritKonfig); one at a time: a second
+    // call raises it. Every change in it is written at once: the set writes its file, the safer inquiry
+    // its key of Morva.ini.
+    void openABCapi();
+    frmABCapi* abCapiWindow() const { return m_abCapi; }
 
     // MainHost
     void showSplash(const QString& versionText) override;
@@ -87,6 +93,10 @@ private:
     void selectTab(MainTab tab);
     void listCommand(ListCommand command, int row);
     void openCarrierList();
+    // The entry window of MSN `index` over the answering machine's window; its values go into set 1.
+    void editABCapi(int index);
+    // The machine's window shows set 1 anew, the row of MSN `index` selected.
+    void showABCapi(int index);
     // The number into txtNumber, then dialled.
     void numberAndDial(const QString& number);
     std::vector<int> twips(const std::vector<int>& pixels) const;
@@ -105,6 +115,7 @@ private:
     // The start's question and notice about the line, while they are up.
     QPointer<QMessageBox> m_lineQuestion;
     QPointer<LineWaitWindow> m_lineWait;
+    QPointer<frmABCapi> m_abCapi;
     QEventLoop* m_lineWaitLoop = nullptr;
     // Alive as long as the windows: a change of the sound server's presence, reported on the sound
     // library's thread and queued to the main thread, reaches the window only while this lives.

@@ -56,6 +56,7 @@ TEST(SettingsLoad, AFirstStartRunsOnTheDefaults) {
     EXPECT_EQ(s.settings.MSNCount, 3);
     EXPECT_EQ(s.settings.ErrorLogOn, 0);
     EXPECT_EQ(s.settings.LogEnable, 1);
+    EXPECT_EQ(s.settings.ABSafeInquiry, 0);
     EXPECT_EQ(s.actions.rules.size(), 1u) << "entry 0 only, which no rule uses";
     EXPECT_EQ(s.language.LanguageId(), 9);
     EXPECT_FALSE(QFile::exists(s.store.iniPath())) << "loading writes nothing";
@@ -149,6 +150,7 @@ TEST(SettingsSave, WhatIsSavedLoadsBackAndTheRegistryGetsPathAndVersion) {
     s.settings.NBST = 1;
     s.settings.NBSTAKZ = S("9");
     s.settings.PhoneType = 2; // lasts for the run only
+    s.settings.ABSafeInquiry = 1;
     s.lastNumbers.RememberNumber(S("0301"));
     s.lastNumbers.RememberNumber(S("0892"));
     ASSERT_TRUE(s.store.Eurit_Cfg_save(S("/opt/morva/morva"), S("0.1.0")));
@@ -163,6 +165,7 @@ TEST(SettingsSave, WhatIsSavedLoadsBackAndTheRegistryGetsPathAndVersion) {
     EXPECT_EQ(again.settings.NBST, 1);
     EXPECT_EQ(again.settings.NBSTAKZ, S("0")) << "the file's \"Prefix\" is never written";
     EXPECT_EQ(again.settings.PhoneType, 3);
+    EXPECT_EQ(again.settings.ABSafeInquiry, 1);
     EXPECT_EQ(again.lastNumbers.numbers(), s.lastNumbers.numbers());
     for (auto [value, expected] :
          {std::pair{"NBSTAKZ", "9"}, {"Version", "0.1.0"}, {"Path", "/opt/morva/morva"}})
@@ -171,6 +174,28 @@ TEST(SettingsSave, WhatIsSavedLoadsBackAndTheRegistryGetsPathAndVersion) {
                       .toString(),
                   QLatin1String(expected))
             << value;
+}
+
+// The answering machine's window writes the safer remote inquiry at once, alone, beside what the file holds.
+TEST(SettingsSave, TheSaferRemoteInquiryIsWrittenAloneAndLoadsBack) {
+    Store s;
+    s.ini("[Setup]\nErrorLog=1\nABSafeInquiry=1\n");
+    s.store.Eurit_Cfg_load();
+    EXPECT_EQ(s.settings.ABSafeInquiry, 1);
+    s.settings.ABSafeInquiry = 0;
+    s.settings.ErrorLogOn = 0; // not written by the single write
+    s.store.saveABSafeInquiry();
+    EXPECT_EQ(s.profiles.GetPrivateProfileInt(S("Setup"), S("ABSafeInquiry"), -1, s.store.iniPath()), 0);
+    EXPECT_EQ(s.profiles.GetPrivateProfileInt(S("Setup"), S("ErrorLog"), -1, s.store.iniPath()), 1);
+
+    s.settings.ABSafeInquiry = 1;
+    s.store.saveABSafeInquiry();
+    Store again;
+    QFile::remove(again.store.iniPath());
+    QFile::copy(s.store.iniPath(), again.store.iniPath());
+    again.store.Eurit_Cfg_load();
+    EXPECT_EQ(again.settings.ABSafeInquiry, 1);
+    EXPECT_EQ(again.settings.ErrorLogOn, 1);
 }
 
 // The rules go back with the other settings, every field as it was read, so that a rule changed, added
