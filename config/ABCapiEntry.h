@@ -14,6 +14,8 @@ struct ABCapiEntry {
     static constexpr int MaxRecordingSeconds = 5000;
     // One ring of the line, in seconds: what the rings before the answer come to.
     static constexpr double RingSeconds = 1.728;
+    // The longest recording counts in units of 1/100000 day, as the machine always has.
+    static constexpr double RecordingUnitSeconds = 0.864;
 
     bool on = false;          // intCAPIABOn: the machine answers this number
     int rings = 0;            // intCAPIABRufanzahl: rings before the answer

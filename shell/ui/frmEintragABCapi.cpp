@@ -77,8 +77,10 @@ frmEintragABCapi::frmEintragABCapi(const Language& language, QWidget* parent)
     m_ctlMaxTime->setMaxCount(ABCapiEntry::MaxRecordingSeconds);
     m_ctlMaxTime->setFixedWidth(numberWidth);
     m_lblMaxTime->setBuddy(m_ctlMaxTime);
+    m_lblAufnahmesekunden = label("lblAufnahmesekunden");
     auto* time = new QHBoxLayout;
     time->addWidget(m_ctlMaxTime);
+    time->addWidget(m_lblAufnahmesekunden);
     time->addStretch(1);
     grid->addWidget(m_lblMaxTime, 3, 0);
     grid->addLayout(time, 3, 1);
@@ -113,7 +115,8 @@ frmEintragABCapi::frmEintragABCapi(const Language& language, QWidget* parent)
     layout->addWidget(buttons);
     connect(m_cmdOK, &QPushButton::clicked, this, &frmEintragABCapi::cmdOK_Click);
     connect(m_cmdCancel, &QPushButton::clicked, this, &frmEintragABCapi::cmdCancel_Click);
-    connect(m_ctlAnzRufsignale, &ctlNummerText::Change, this, [this] { showRingSeconds(); });
+    connect(m_ctlAnzRufsignale, &ctlNummerText::Change, this, [this] { showSeconds(); });
+    connect(m_ctlMaxTime, &ctlNummerText::Change, this, [this] { showSeconds(); });
 
     Me_Set_Language();
     // Never narrower than its texts in any language.
@@ -140,7 +143,7 @@ void frmEintragABCapi::Me_Set_Language() {
     m_lblHinweis->setText(lang.LanguageString(3279));
     m_cmdOK->setText(lang.LanguageString(3281));
     m_cmdCancel->setText(lang.LanguageString(50));
-    showRingSeconds();
+    showSeconds();
 }
 
 void frmEintragABCapi::Set_Values(int index, const QString& msn, const ABCapiEntry& values,
@@ -155,7 +158,7 @@ void frmEintragABCapi::Set_Values(int index, const QString& msn, const ABCapiEnt
     m_chkMithören->setChecked(values.listenIn);
     m_ctlAnsage->setDefaultPath(soundFolder);
     m_ctlAnsage->setFilePath(values.greeting);
-    showRingSeconds();
+    showSeconds();
 }
 
 ABCapiEntry frmEintragABCapi::Values() const {
@@ -178,10 +181,15 @@ void frmEintragABCapi::cmdCancel_Click() {
     reject();
 }
 
-void frmEintragABCapi::showRingSeconds() {
-    // The seconds in the language's way of writing decimals: only English writes a point.
-    QString seconds = QString::number(m_ctlAnzRufsignale->Value() * ABCapiEntry::RingSeconds, 'f', 1);
-    if (m_language.LanguageCode() != QLatin1String("uk"))
-        seconds.replace(QLatin1Char('.'), QLatin1Char(','));
-    m_lblRufsekunden->setText(m_language.LanguageString(3280).arg(seconds));
+void frmEintragABCapi::showSeconds() {
+    // What the rings and the recording limit come to in seconds, in the language's way of writing
+    // decimals: only English writes a point.
+    const auto about = [this](double value) {
+        QString seconds = QString::number(value, 'f', 1);
+        if (m_language.LanguageCode() != QLatin1String("uk"))
+            seconds.replace(QLatin1Char('.'), QLatin1Char(','));
+        return m_language.LanguageString(3280).arg(seconds);
+    };
+    m_lblRufsekunden->setText(about(m_ctlAnzRufsignale->Value() * ABCapiEntry::RingSeconds));
+    m_lblAufnahmesekunden->setText(about(m_ctlMaxTime->Value() * ABCapiEntry::RecordingUnitSeconds));
 }

@@ -49,7 +49,7 @@ public Q_SLOTS:
     void cmdCancel_Click();
 
 private:
-    void showRingSeconds();
+    void showSeconds();
 
     const Language& m_language;
     int m_index = 0;
@@ -61,6 +61,7 @@ private:
     QCheckBox* m_chkABON = nullptr;
     QLabel* m_lblAnzRufsignale = nullptr;
     ctlNummerText* m_ctlAnzRufsignale = nullptr;
+    QLabel* m_lblAufnahmesekunden = nullptr;
     QLabel* m_lblRufsekunden = nullptr;
     QLabel* m_lblMaxTime = nullptr;
     ctlNummerText* m_ctlMaxTime = nullptr;
