@@ -177,7 +177,10 @@ void AnsweringMachine::playOn(clsCti& cti, const QString& file) {
 }
 
 void AnsweringMachine::stopPlaying(clsCti& cti) {
+    // A stopped file reports no end that would play on: after a stop nothing plays, so what comes next
+    // (the welcome after a PIN keyed during the greeting) starts at once instead of waiting in the list.
     cti.CtiSndOutFileStop();
+    cti.intPlaying = 0;
 }
 
 void AnsweringMachine::clearPlayList(clsCti& cti) {
@@ -252,7 +255,7 @@ void AnsweringMachine::ABOnDigit(clsCti& cti, char digit) {
 void AnsweringMachine::login(clsCti& cti) {
     m_loggedIn = true;
     cti.CtiSndInFileStop();
-    cti.CtiSndOutFileStop();
+    stopPlaying(cti);
     {
         // What the owner keyed is no message: the recording begun by this call goes.
         std::lock_guard lock(cti.machineMutex);
