@@ -349,7 +349,6 @@ void AnsweringMachine::ABConfirmDigit(clsCti& cti, char digit) {
 void AnsweringMachine::ABPlayMessage(clsCti& cti) {
     clearPlayList(cti);
     stopPlaying(cti);
-    cti.intPlaying = 0;
     m_messageIndex = std::clamp(m_messageIndex, 1, std::max(1, lastIndex()));
     if (lastIndex() == 0)
         m_messageIndex = 0;
