@@ -134,7 +134,7 @@ void AnsweringMachine::ABOnFileEnd(clsCti& cti) {
     if (m_filesOut > 0)
         --m_filesOut;
     // A stopped file, or the end of a file that was replaced meanwhile, is no end of what plays now.
-    if (cti.fileOutReport[1] != 0 || m_filesOut > 0)
+    if (cti.fileOutReport[1] != 0 || m_filesOut > 0 || cti.intPlaying == 0)
         return;
     cti.CtiSndOutFileStop();
     if (!m_playList.isEmpty()) {

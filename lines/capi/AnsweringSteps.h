@@ -13,6 +13,6 @@ public:
     virtual void ABOnDisconnected(clsCti& cti) = 0;
     // A DTMF digit while the machine owns the call.
     virtual void ABOnDigit(clsCti& cti, char digit) = 0;
-    // On the line library's thread: a file played into the line for the machine has ended or stopped.
+    // On the line library's thread: a file played into the line has ended or stopped (every report).
     virtual void ABOnFileEnd(clsCti& cti) = 0;
 };

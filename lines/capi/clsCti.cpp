@@ -233,8 +233,9 @@ void clsCti::DtmfCallback() {
 }
 
 void clsCti::FileOutCallback() {
-    if (intPlaying != 0)
-        m_machine.ABOnFileEnd(*this);
+    // Every report goes to the machine, also while it plays nothing: it counts the ends of the files it
+    // started, and plays on only while intPlaying is set.
+    m_machine.ABOnFileEnd(*this);
 }
 
 void clsCti::fktErrCallback() {
