@@ -1,6 +1,7 @@
 #include "platform/FileNames.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 QString FileNameInFolder(const QString& folder, const QString& name) {
@@ -20,4 +21,16 @@ QString FileNameInFolder(const QString& folder, const QString& name) {
 QString PathInFolder(const QString& folder, const QString& name) {
     const QString found = FileNameInFolder(folder, name);
     return QDir(folder).filePath(found.isEmpty() ? name : found);
+}
+
+bool InstallFile(const QString& from, const QString& to) {
+    const QString partial = to + QStringLiteral(".part");
+    QFile::remove(partial);
+    if (QFile::copy(from, partial) &&
+        QFile::setPermissions(partial,
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther) &&
+        QFile::rename(partial, to))
+        return true;
+    QFile::remove(partial);
+    return false;
 }

@@ -14,3 +14,8 @@ QString FileNameInFolder(const QString& folder, const QString& name);
 // The path of `name` in `folder`: the file found as FileNameInFolder finds it, else `name` as given (for a
 // file still to be made).
 QString PathInFolder(const QString& folder, const QString& name);
+
+// Copies `from` (a file or a built-in resource) to `to` as a file readable by all and writable by its
+// owner. It is written beside its place and renamed, so a program that dies halfway leaves no half file
+// there. False, leaving nothing behind, when it cannot be written.
+bool InstallFile(const QString& from, const QString& to);

@@ -1,6 +1,7 @@
 #include "lines/answering/AnsweringMachine.h"
 
 #include "calllog/modEZGDB.h"
+#include "config/ABCapiEntry.h"
 #include "config/colConfig.h"
 #include "lines/answering/PromptSet.h"
 #include "lines/capi/clsCti.h"
@@ -24,8 +25,6 @@ namespace {
 
 using Field = clsConfig::Field;
 
-// One ring, in milliseconds: 0.00002 days.
-constexpr int64_t RingMs = 1728;
 const QString JournalSection = QStringLiteral("Recording");
 
 } // namespace
@@ -59,7 +58,8 @@ void AnsweringMachine::ABTick(clsCti& cti) {
         const int64_t waited = cti.dateRingStart.isValid() ? cti.dateRingStart.msecsTo(m_d.clock.now()) : -1;
         if (config.Number(Field::intCAPIABOn, msn) == 1 &&
             cti.event.stateName == QLatin1String(StateConnectPending) && cti.event.direction == 1 &&
-            cti.lngAlerted == 1 && waited >= config.Number(Field::intCAPIABRufanzahl, msn) * RingMs) {
+            cti.lngAlerted == 1 &&
+            waited >= config.Number(Field::intCAPIABRufanzahl, msn) * ABCapiEntry::RingSeconds * 1000) {
             cti.lngABState = 1;
             cti.eifc.AnswerMode = 1;
             m_loggedIn = false;
@@ -72,8 +72,9 @@ void AnsweringMachine::ABTick(clsCti& cti) {
     std::unique_lock lock(cti.machineMutex);
     if (cti.intRecording == 0 || m_loggedIn)
         return;
-    // The limit counts 100000 units a day (0.864 s each), as the machine always has.
-    const double units = double(cti.dateRecordStart.msecsTo(m_d.clock.now())) / 864.0;
+    // The limit counts in units of 1/100000 day, as the machine always has.
+    const double units =
+        double(cti.dateRecordStart.msecsTo(m_d.clock.now())) / (ABCapiEntry::RecordingUnitSeconds * 1000);
     if (units >= m_recordLimit) {
         cti.CtiSndInFileStop();
         cti.intRecording = 0;

@@ -72,11 +72,8 @@ public:
 
     // The inquiry's state, as the steps leave it (read by tests and the main window).
     bool ABLoggedIn() const { return m_loggedIn; }
-    int32_t ABConfirm() const { return m_confirm; }
-    int32_t ABMessageIndex() const { return m_messageIndex; }
     const std::vector<int32_t>& ABMessages() const { return m_messages; }
     const QString& ABDigits() const { return m_digits; }
-    modSTTS& prompts() { return m_stts; }
 
 private:
     void ABMenuDigit(clsCti& cti, char digit);

@@ -3,7 +3,6 @@
 #include "platform/FileNames.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 namespace PromptSet {
@@ -148,19 +147,10 @@ QStringList InstallPrompts(const QString& code, const QString& folder, QStringLi
         if (!FileNameInFolder(target.path(), name).isEmpty())
             continue; // there already, perhaps recorded by the user
         const QString path = target.filePath(name);
-        // Written beside it and renamed, so a start that dies halfway leaves no half file in its place.
-        const QString partial = path + QStringLiteral(".part");
-        QFile::remove(partial);
-        if (QFile::copy(shipped.filePath(name), partial) &&
-            QFile::setPermissions(partial, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup |
-                                               QFile::ReadOther) &&
-            QFile::rename(partial, path)) {
+        if (InstallFile(shipped.filePath(name), path))
             installed << name;
-        } else {
-            QFile::remove(partial);
-            if (failed)
-                *failed << path;
-        }
+        else if (failed)
+            *failed << path;
     }
     return installed;
 }

@@ -1,5 +1,6 @@
 #include "lines/sound/SoundEngine.h"
 
+#include "platform/FileNames.h"
 #include "platform/fdsnd/FdSndLibrary.h"
 #include "platform/profile/ProfileStore.h"
 #include "platform/voice/WaveFiles.h"
@@ -7,7 +8,6 @@
 #include "shell/base/modPathModify.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -294,19 +294,10 @@ QStringList SoundEngine::InstallShippedSounds(QStringList* failed) const {
         const QString target = folder.filePath(name);
         if (QFileInfo::exists(target))
             continue;
-        // Written beside it and renamed, so a start that dies halfway leaves no half file in its place.
-        const QString partial = target + QStringLiteral(".part");
-        QFile::remove(partial);
-        if (QFile::copy(shipped.filePath(name), partial) &&
-            QFile::setPermissions(partial, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup |
-                                               QFile::ReadOther) &&
-            QFile::rename(partial, target)) {
+        if (InstallFile(shipped.filePath(name), target))
             installed << name;
-        } else {
-            QFile::remove(partial);
-            if (failed)
-                *failed << target;
-        }
+        else if (failed)
+            *failed << target;
     }
     return installed;
 }

@@ -15,13 +15,13 @@
 #include "shell/ui/frmABCapi.h"
 #include "shell/ui/frmEintragABCapi.h"
 #include "shell/ui/frmPlayRecord.h"
+#include "tests/shell/ui/ModalWindow.h"
 #include "tests/support/Screenshot.h"
 #include "tests/support/TestProgram.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
@@ -31,7 +31,6 @@
 #include <QStyle>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
 
@@ -143,34 +142,6 @@ struct Wired : TestProgram {
         return again.Text(Field::strCAPIPIN);
     }
 };
-
-// Runs `open`, which opens a window of type T modally, and `inside` on it while it is up; a window still
-// up afterwards is closed. True when the window came.
-template <typename T>
-bool withModal(const std::function<void()>& open, const std::function<void(T&)>& inside) {
-    bool came = false;
-    QTimer poll;
-    poll.setInterval(10);
-    const QDeadlineTimer deadline(5000);
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        auto* window = qobject_cast<T*>(QApplication::activeModalWidget());
-        if (window && window->isVisible()) {
-            poll.stop();
-            came = true;
-            inside(*window);
-            if (window->isVisible())
-                window->close();
-        } else if (deadline.hasExpired()) {
-            poll.stop();
-            if (QWidget* other = QApplication::activeModalWidget())
-                other->close();
-        }
-    });
-    poll.start();
-    open();
-    poll.stop();
-    return came;
-}
 
 bool withEntryWindow(const std::function<void()>& open,
                      const std::function<void(frmEintragABCapi&)>& inside) {

@@ -10,12 +10,12 @@
 #include "shell/ui/ctlDateiAuswahl.h"
 #include "shell/ui/frmPlayRecord.h"
 #include "shell/ui/frmVolumeControl.h"
+#include "tests/shell/ui/ModalWindow.h"
 #include "tests/support/Screenshot.h"
 #include "tests/support/TestProgram.h"
 
 #include <QAction>
 #include <QApplication>
-#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
@@ -25,7 +25,6 @@
 #include <QStatusBar>
 #include <QTabBar>
 #include <QTest>
-#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
@@ -105,30 +104,9 @@ struct Window : TestProgram {
     }
 };
 
-// Runs `open`, which opens the play and record window modally, and `inside` on the window while it is up;
-// the window is closed after it. True when the window came.
+// The play and record window, opened modally by `open`.
 bool withPlayWindow(const std::function<void()>& open, const std::function<void(frmPlayRecord&)>& inside) {
-    bool came = false;
-    QTimer poll;
-    poll.setInterval(10);
-    const QDeadlineTimer deadline(5000);
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        auto* window = qobject_cast<frmPlayRecord*>(QApplication::activeModalWidget());
-        if (window && window->isVisible()) {
-            poll.stop();
-            came = true;
-            inside(*window);
-            window->close();
-        } else if (deadline.hasExpired()) {
-            poll.stop();
-            if (QWidget* other = QApplication::activeModalWidget())
-                other->close();
-        }
-    });
-    poll.start();
-    open();
-    poll.stop();
-    return came;
+    return withModal<frmPlayRecord>(open, inside);
 }
 
 } // namespace
