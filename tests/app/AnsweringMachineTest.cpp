@@ -164,10 +164,12 @@ struct MachineProgram {
     QString data;
     std::unique_ptr<CapiExchange> exchange;
     std::unique_ptr<Program> program;
+    bool dtmfFacility;
 };
 
 MachineProgram::MachineProgram(CapiExchange::Options options, const QString& folder)
-    : data(folder.isEmpty() ? dir.path() : folder), exchange(StartExchange(options)) {
+    : data(folder.isEmpty() ? dir.path() : folder), exchange(StartExchange(options)),
+      dtmfFacility(options.dtmfFacility) {
     program = std::make_unique<Program>(
         clock, std::make_unique<CapiLink>(ExchangeServer(), std::shared_ptr<voice::AudioDevice>()), data);
     program->callLog().SEZGDBOpen();
@@ -195,7 +197,8 @@ MachineProgram::~MachineProgram() {
 int MachineProgram::machineCall(const QByteArray& from, bool afterGreeting) {
     const int call = exchange->offerCall(from, "5551");
     EXPECT_TRUE(pumpUntil([&] { return program->call().CallState == StateIncomingMachine; }));
-    // The greeting has played.
+    // Keys reach the machine once the line listens for them.
+    EXPECT_TRUE(pumpUntil([&] { return !dtmfFacility || exchange->call(call)->facilityDtmf; }));
     if (afterGreeting) {
         EXPECT_TRUE(pumpUntil([&] { return cti().intPlaying == 0; }));
     }
