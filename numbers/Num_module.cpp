@@ -57,13 +57,13 @@ QString IncomingPrefix(const Settings& settings, const QString& number, int mode
     return applyPrefix(settings, settings.NBSTAKZIN, number, mode);
 }
 
-QString FormatCanonic(const Settings& settings, const NumTrans& numTrans, const QString& number,
-                      const QString& pattern, QString& place1, QString& place2,
-                      const CarrierCodes* carriers) {
+bool SplitNumber(const Settings& settings, const NumTrans& numTrans, const QString& number,
+                 NumberParts& parts, QString& place1, QString& place2, const CarrierCodes* carriers) {
+    parts = NumberParts();
     place1.clear();
     place2.clear();
     if (number.size() <= 2 || settings.LandesCode.isEmpty() || settings.Vorwahl.isEmpty())
-        return number;
+        return false;
 
     // The library reads numbers as dialled from the own country: it knows neither carrier codes nor
     // the own area code. A local number written with blanks or slashes is local all the same.
@@ -78,13 +78,25 @@ QString FormatCanonic(const Settings& settings, const NumTrans& numTrans, const 
 
     QString canonic;
     if (numTrans.NTRANS_GetCanonicEx(canonic, dialled, settings.LandesCode, place1, place2) != NumTrans::Ok)
-        return number;
+        return false;
 
-    const QString parts = CutAtNul(canonic).mid(1);
+    const QString tokens = CutAtNul(canonic).mid(1);
     const QString blank = QStringLiteral(" ");
-    QString result = StringReplace(pattern, QStringLiteral("<COUNTRY>"), GetToken(parts, 1, blank));
-    result = StringReplace(result, QStringLiteral("<AREA>"), GetToken(parts, 2, blank));
-    return StringReplace(result, QStringLiteral("<NUMBER>"), GetToken(parts, 3, blank));
+    parts.country = GetToken(tokens, 1, blank);
+    parts.area = GetToken(tokens, 2, blank);
+    parts.subscriber = GetToken(tokens, 3, blank);
+    return true;
+}
+
+QString FormatCanonic(const Settings& settings, const NumTrans& numTrans, const QString& number,
+                      const QString& pattern, QString& place1, QString& place2,
+                      const CarrierCodes* carriers) {
+    NumberParts parts;
+    if (!SplitNumber(settings, numTrans, number, parts, place1, place2, carriers))
+        return number;
+    QString result = StringReplace(pattern, QStringLiteral("<COUNTRY>"), parts.country);
+    result = StringReplace(result, QStringLiteral("<AREA>"), parts.area);
+    return StringReplace(result, QStringLiteral("<NUMBER>"), parts.subscriber);
 }
 
 QString FormatNumberPattern(const Settings& settings, const NumTrans& numTrans, const QString& number,

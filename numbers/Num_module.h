@@ -51,6 +51,18 @@ QString IncomingPrefix(const Settings& settings, const QString& number, int mode
 QString FormatCanonic(const Settings& settings, const NumTrans& numTrans, const QString& number,
                       const QString& pattern, QString& place1, QString& place2,
                       const CarrierCodes* carriers = nullptr);
+// The parts of a number as the number library splits it: country code ("49"), area code without its
+// trunk prefix ("89"), subscriber; an empty part where the number has none.
+struct NumberParts {
+    QString country;
+    QString area;
+    QString subscriber;
+};
+// Splits a number in the order of FormatCanonic; false, with the parts empty, where it cannot.
+bool SplitNumber(const Settings& settings, const NumTrans& numTrans, const QString& number,
+                 NumberParts& parts, QString& place1, QString& place2,
+                 const CarrierCodes* carriers = nullptr);
+
 // The split form "00<COUNTRY>" separator "<AREA>" separator "<NUMBER>" ("0049-89-1234567"), or the number
 // as given when it cannot be split.
 QString FormatNumberPattern(const Settings& settings, const NumTrans& numTrans, const QString& number,

@@ -49,8 +49,9 @@ Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QSt
                                         return m_sound.DefaultSoundPath;
                                     }}),
       m_lists(m_Phonebooks, m_callLog, m_lastNumbers, m_profiles, IniPath(dataDir), m_language, m_dialogs),
-      m_actions(m_settings), m_settingsStore(m_profiles, m_registry, IniPath(dataDir), m_settings,
-                                             m_lastNumbers, m_actions, m_language),
+      m_actions(m_settings, m_language, m_numTrans, clock, m_dialogs, dataDir),
+      m_settingsStore(m_profiles, m_registry, IniPath(dataDir), m_settings, m_lastNumbers, m_actions,
+                      m_language),
       m_soundLibrary(sound ? std::move(sound) : std::make_shared<SilentSound>()),
       m_sound(dataDir, *m_soundLibrary), m_machine(AnsweringDependencies{.clock = clock,
                                                                          .settings = m_settings,
@@ -61,7 +62,7 @@ Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QSt
                                                                          .sound = m_sound,
                                                                          .profiles = m_profiles,
                                                                          .dataDir = dataDir}),
-      m_call(clock, m_settings, m_language, m_Konfigurationen, m_Phonebooks, m_callLog, m_actions,
+      m_call(clock, m_settings, m_language, m_numTrans, m_Konfigurationen, m_Phonebooks, m_callLog, m_actions,
              m_lastNumbers),
       m_line(std::move(line)), m_cti(*m_line, clock, m_settings, m_logs, m_call, m_call, m_Konfigurationen,
                                      m_sound, m_machine, dataDir),
@@ -73,6 +74,7 @@ Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QSt
         m_logs.ErrorLog(problem.text);
         noteSettingsProblem(problem);
     };
+    m_actions.setCallRecord(&m_call);
     m_actions.markNumberSeen = [this](const QString& number) {
         m_callLog.SEZGMarkNumberSeen(number, m_lists.lvListAnrufe());
     };

@@ -12,6 +12,7 @@
 #include "lines/sound/SoundEngine.h"
 #include "numbers/Num_module.h"
 #include "phonebook/colPhonebook.h"
+#include "platform/numbers/NumTrans.h"
 #include "platform/pdbstore/PdbStore.h"
 #include "platform/profile/ProfileStore.h"
 #include "platform/profile/RegistryFile.h"
@@ -137,6 +138,7 @@ private:
     modEZGDB m_callLog;
     LastNumbers m_lastNumbers;
     MainLists m_lists;
+    NumTrans m_numTrans;
     ActionRules m_actions;
     SettingsStore m_settingsStore;
     std::shared_ptr<FdSndLibrary> m_soundLibrary;

@@ -4,6 +4,25 @@
 
 #include <cstdint>
 
+// One global key (section Setup, "HotkeyVkey", "HotkeyUseCtrl" ... and the same with "2" for the second):
+// a virtual key code, 0 for none, and its modifiers.
+struct HotkeyRecord {
+    int32_t vkey = 0;
+    int16_t useCtrl = 0;
+    int16_t useAlt = 0;
+    int16_t useShift = 0;
+};
+
+// The rules that turn a marked number into one to dial ("HotkeyPrefix", "HotkeyReplace",
+// "HotkeyReplacePlus", "HotkeyReplacePlusString"): a number that begins with `prefix` gets `replace` in
+// its place; otherwise, with `replacePlus` 1, a number marked with "+" gets `plusString` in front.
+struct HotkeyRules {
+    QString prefix = QStringLiteral("49");
+    QString replace = QStringLiteral("0");
+    int16_t replacePlus = 1;
+    QString plusString = QStringLiteral("00");
+};
+
 // The common settings of the program, as variables that every part reads. They start at their
 // defaults; loading them from Morva.ini and the registry file fills them (Eurit_Cfg_load).
 struct Settings {
@@ -31,6 +50,11 @@ struct Settings {
     // "ABSafeInquiry": the answering machine's safer remote inquiry. A caller is cut off after three wrong
     // PINs and that number is refused for 15 minutes; with an empty PIN no inquiry is possible.
     int16_t ABSafeInquiry = 0;
+    // The dial hotkey (1) and the hang-up hotkey (2), and the dial hotkey's number rules.
+    HotkeyRecord Hotkey1;
+    HotkeyRecord Hotkey2;
+    HotkeyRules HotkeyDial;
+    int16_t HotWaitTime = 15; // "HotWaitTime": seconds to wait for the marked text
 
     // Registry values.
     int16_t PhoneType = 3;
@@ -41,6 +65,7 @@ struct Settings {
     // Section Actions.
     int16_t Showonring = 0;
     int16_t MinimizeOnSilence = 0;
+    QString ActionTestNumber; // "TestNumber": the number of the rule window's test
 
     // Section Konfig.
     int16_t LoadKonfigAtStart = 0;

@@ -32,9 +32,9 @@ CallButtons ButtonsForState(int16_t callState) {
 }
 
 Eurit30::Eurit30(const Clock& clock, const Settings& settings, const Language& language,
-                 const colConfig& configs, colPhonebook& phonebooks, modEZGDB& callLog, ActionRules& actions,
-                 LastNumbers& lastNumbers)
-    : m_clock(clock), m_settings(settings), m_language(language), m_configs(configs),
+                 const NumTrans& numTrans, const colConfig& configs, colPhonebook& phonebooks,
+                 modEZGDB& callLog, ActionRules& actions, LastNumbers& lastNumbers)
+    : m_clock(clock), m_settings(settings), m_language(language), m_numTrans(numTrans), m_configs(configs),
       m_phonebooks(phonebooks), m_callLog(callLog), m_actions(actions), m_lastNumbers(lastNumbers) {
     CallStart = m_clock.now();
 }
@@ -74,7 +74,7 @@ void Eurit30::Eurit_ShowCallState(int mask) {
     if (mask & MaskState) {
         const int16_t state = CallState;
         // The rules see the record before the panel changes.
-        m_actions.ActionRun(state, 0, QString(), CallNumber);
+        m_actions.ActionRun(state);
         m_panel.lblStatus = statusText(state);
         m_panel.buttons = ButtonsForState(state);
         if (state == StateIncomingRinging || state == StateIncomingMachine)

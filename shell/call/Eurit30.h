@@ -49,8 +49,9 @@ struct StatusPanel {
 class Eurit30 : public QObject, public CallRecord, public CallDisplay {
     Q_OBJECT
 public:
-    Eurit30(const Clock& clock, const Settings& settings, const Language& language, const colConfig& configs,
-            colPhonebook& phonebooks, modEZGDB& callLog, ActionRules& actions, LastNumbers& lastNumbers);
+    Eurit30(const Clock& clock, const Settings& settings, const Language& language, const NumTrans& numTrans,
+            const colConfig& configs, colPhonebook& phonebooks, modEZGDB& callLog, ActionRules& actions,
+            LastNumbers& lastNumbers);
 
     const StatusPanel& panel() const { return m_panel; }
     // The user edited txtNumber.
@@ -83,12 +84,12 @@ private:
     const Clock& m_clock;
     const Settings& m_settings;
     const Language& m_language;
+    // The number library of the status panel: the canonical form and the place of a number.
+    const NumTrans& m_numTrans;
     const colConfig& m_configs;
     colPhonebook& m_phonebooks;
     modEZGDB& m_callLog;
     ActionRules& m_actions;
     LastNumbers& m_lastNumbers;
-    // The number library of the status panel: the canonical form and the place of a number.
-    NumTrans m_numTrans;
     StatusPanel m_panel;
 };

@@ -102,7 +102,9 @@ void SettingsStore::Eurit_Cfg_load() {
     s.IgnoreDigits = iniInt(Setup, QStringLiteral("IgnoreDigits"), 1);
     s.IgnoreNumbers = iniInt(Setup, QStringLiteral("IgnoreNumbers"), 1);
     s.ABSafeInquiry = iniInt(Setup, QStringLiteral("ABSafeInquiry"), 0);
+    loadHotkeys();
 
+    s.ActionTestNumber = iniString(Actions, QStringLiteral("TestNumber"));
     s.Showonring = iniInt(Actions, QStringLiteral("Showonring"), 0);
     s.MinimizeOnSilence = iniInt(Actions, QStringLiteral("MinimizeOnSilence"), 0);
     const int ruleCount = std::max<int>(0, iniInt(Actions, QStringLiteral("Anzahl"), 0));
@@ -138,6 +140,67 @@ void SettingsStore::writeString(const QString& section, const QString& key, cons
                                          m_iniPath);
 }
 
+void SettingsStore::loadHotkeys() {
+    Settings& s = m_settings;
+    const auto record = [this](HotkeyRecord& key, const QString& suffix) {
+        key.vkey = iniInt(Setup, QStringLiteral("HotkeyVkey") + suffix, 0);
+        key.useCtrl = iniInt(Setup, QStringLiteral("HotkeyUseCtrl") + suffix, 0);
+        key.useAlt = iniInt(Setup, QStringLiteral("HotkeyUseAlt") + suffix, 0);
+        key.useShift = iniInt(Setup, QStringLiteral("HotkeyUseShift") + suffix, 0);
+    };
+    record(s.Hotkey1, QString());
+    record(s.Hotkey2, QStringLiteral("2"));
+    s.HotkeyDial.prefix = iniString(Setup, QStringLiteral("HotkeyPrefix"), QStringLiteral("49"));
+    s.HotkeyDial.replace = iniString(Setup, QStringLiteral("HotkeyReplace"), QStringLiteral("0"));
+    s.HotkeyDial.replacePlus = iniInt(Setup, QStringLiteral("HotkeyReplacePlus"), 1);
+    s.HotkeyDial.plusString =
+        iniString(Setup, QStringLiteral("HotkeyReplacePlusString"), QStringLiteral("00"));
+    s.HotWaitTime = iniInt(Setup, QStringLiteral("HotWaitTime"), 15);
+}
+
+void SettingsStore::writeHotkeys() {
+    const Settings& s = m_settings;
+    const auto record = [this](const HotkeyRecord& key, const QString& suffix) {
+        writeInt(Setup, QStringLiteral("HotkeyVkey") + suffix, key.vkey);
+        writeInt(Setup, QStringLiteral("HotkeyUseCtrl") + suffix, key.useCtrl);
+        writeInt(Setup, QStringLiteral("HotkeyUseAlt") + suffix, key.useAlt);
+        writeInt(Setup, QStringLiteral("HotkeyUseShift") + suffix, key.useShift);
+    };
+    record(s.Hotkey1, QString());
+    writeString(Setup, QStringLiteral("HotkeyPrefix"), s.HotkeyDial.prefix);
+    writeString(Setup, QStringLiteral("HotkeyReplace"), s.HotkeyDial.replace);
+    writeInt(Setup, QStringLiteral("HotkeyReplacePlus"), s.HotkeyDial.replacePlus);
+    writeString(Setup, QStringLiteral("HotkeyReplacePlusString"), s.HotkeyDial.plusString);
+    record(s.Hotkey2, QStringLiteral("2"));
+    writeInt(Setup, QStringLiteral("HotWaitTime"), s.HotWaitTime);
+}
+
+void SettingsStore::writeActions() {
+    writeString(Actions, QStringLiteral("TestNumber"), m_settings.ActionTestNumber);
+    // The rules, every field as Eurit_Cfg_load reads it; entry 0 of the table is no rule.
+    const int ruleCount = ActionCount(m_actions.rules);
+    writeInt(Actions, QStringLiteral("Anzahl"), ruleCount);
+    for (int n = 1; n <= ruleCount; ++n) {
+        const ActionRule& rule = m_actions.rules[std::size_t(n)];
+        writeInt(Actions, actionKey(n, "Nbst"), rule.Nbst);
+        writeInt(Actions, actionKey(n, "Status"), rule.Status);
+        writeInt(Actions, actionKey(n, "Typ"), rule.Typ);
+        writeString(Actions, actionKey(n, "Command"), rule.Command);
+        writeString(Actions, actionKey(n, "Command2"), rule.Command2);
+        writeString(Actions, actionKey(n, "Command3"), rule.Command3);
+    }
+}
+
+void SettingsStore::saveActions() {
+    ProfileBatch ini(m_profiles, m_iniPath);
+    writeActions();
+}
+
+void SettingsStore::saveHotkeys() {
+    ProfileBatch ini(m_profiles, m_iniPath);
+    writeHotkeys();
+}
+
 void SettingsStore::saveABSafeInquiry() {
     writeInt(Setup, QStringLiteral("ABSafeInquiry"), m_settings.ABSafeInquiry);
 }
@@ -166,20 +229,10 @@ bool SettingsStore::Eurit_Cfg_save(const QString& programPath, const QString& ve
     writeInt(Setup, QStringLiteral("IgnoreDigits"), s.IgnoreDigits);
     writeInt(Setup, QStringLiteral("IgnoreNumbers"), s.IgnoreNumbers);
     writeInt(Setup, QStringLiteral("ABSafeInquiry"), s.ABSafeInquiry);
+    writeHotkeys();
     writeInt(Actions, QStringLiteral("Showonring"), s.Showonring);
     writeInt(Actions, QStringLiteral("MinimizeOnSilence"), s.MinimizeOnSilence);
-    // The rules, every field as Eurit_Cfg_load reads it; entry 0 of the table is no rule.
-    const int ruleCount = std::max<int>(0, int(m_actions.rules.size()) - 1);
-    writeInt(Actions, QStringLiteral("Anzahl"), ruleCount);
-    for (int n = 1; n <= ruleCount; ++n) {
-        const ActionRule& rule = m_actions.rules[std::size_t(n)];
-        writeInt(Actions, actionKey(n, "Nbst"), rule.Nbst);
-        writeInt(Actions, actionKey(n, "Status"), rule.Status);
-        writeInt(Actions, actionKey(n, "Typ"), rule.Typ);
-        writeString(Actions, actionKey(n, "Command"), rule.Command);
-        writeString(Actions, actionKey(n, "Command2"), rule.Command2);
-        writeString(Actions, actionKey(n, "Command3"), rule.Command3);
-    }
+    writeActions();
     const QStringList& numbers = m_lastNumbers.numbers();
     writeInt(Nummern, QStringLiteral("LastNumAnz"), int(numbers.size()));
     for (int n = 1; n <= numbers.size(); ++n)

@@ -35,6 +35,11 @@ public:
     // Writes "ABSafeInquiry" of section Setup alone, as the answering machine's window changes it, so that
     // the change outlives a program that is killed before its stop.
     void saveABSafeInquiry();
+    // Writes the rule table and the rule window's test number (section Actions) at once, as the rule
+    // windows change them, so that no rule is lost to a program that is killed before its stop.
+    void saveActions();
+    // Writes the hotkeys and their number rules (section Setup) at once.
+    void saveHotkeys();
     // The desktop's languages, the most wanted first: QLocale::system()'s unless set here.
     void setDesktopLanguages(const QStringList& uiLanguages) { m_desktopLanguages = uiLanguages; }
     // A string of a profile file, cut at 255 characters.
@@ -48,6 +53,9 @@ private:
     QString iniString(const QString& section, const QString& key, const QString& defaultValue = {}) const;
     void writeInt(const QString& section, const QString& key, int value);
     void writeString(const QString& section, const QString& key, const QString& value);
+    void loadHotkeys();
+    void writeHotkeys();
+    void writeActions();
 
     ProfileStore& m_profiles;
     RegistryFile& m_registry;

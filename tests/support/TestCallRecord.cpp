@@ -1,6 +1,7 @@
 #include "tests/support/TestCallRecord.h"
 
 TestCallRecord::TestCallRecord() {
+    actions.setCallRecord(&call);
     actions.markNumberSeen = [this](const QString& number) {
         callLog.SEZGMarkNumberSeen(number, lvListAnrufe);
     };

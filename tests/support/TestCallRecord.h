@@ -12,6 +12,8 @@ struct TestCallRecord : TestCallLog {
     TestCallRecord();
 
     LastNumbers lastNumbers;
-    ActionRules actions{settings};
-    Eurit30 call{clock, settings, language, Konfigurationen, Phonebooks, callLog, actions, lastNumbers};
+    NumTrans numTrans;
+    ActionRules actions{settings, language, numTrans, clock, dialogs, dir.path()};
+    Eurit30 call{clock,      settings, language, numTrans,   Konfigurationen,
+                 Phonebooks, callLog,  actions,  lastNumbers};
 };

@@ -1,10 +1,14 @@
 #include "shell/call/SettingsStore.h"
 #include "automation/ActionRules.h"
 #include "numbers/Num_module.h"
+#include "platform/Clock.h"
+#include "platform/numbers/NumTrans.h"
 #include "platform/profile/ProfileStore.h"
 #include "platform/profile/RegistryFile.h"
 #include "shell/base/Language.h"
+#include "shell/base/Logs.h"
 #include "shell/base/Settings.h"
+#include "shell/base/UserDialogs.h"
 #include "tests/support/TestEnvironment.h"
 
 #include <QFile>
@@ -25,8 +29,12 @@ struct Store {
     RegistryFile registry{profiles, dir.filePath(S("Registry.ini"))};
     Settings settings;
     LastNumbers lastNumbers;
-    ActionRules actions{settings};
     Language language;
+    NumTrans numTrans;
+    ManualClock clock;
+    Logs logs{clock, settings, dir.path()};
+    UserDialogs dialogs{logs};
+    ActionRules actions{settings, language, numTrans, clock, dialogs, dir.path()};
     SettingsStore store{profiles, registry, dir.filePath(S("Morva.ini")), settings, lastNumbers,
                         actions,  language};
     // An English desktop unless a test says otherwise, whatever the machine's locale.

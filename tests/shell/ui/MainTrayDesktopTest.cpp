@@ -119,7 +119,7 @@ struct Desktop {
     }
 };
 
-Desktop* desktop = nullptr;
+Desktop* testDesktop = nullptr;
 
 class WatcherThread : public QThread {
 public:
@@ -194,7 +194,7 @@ struct TrayDesktop : ::testing::Test {
     std::unique_ptr<MainTray> tray;
 
     void SetUp() override {
-        if (!desktop || !desktop->ready)
+        if (!testDesktop || !testDesktop->ready)
             GTEST_SKIP() << "needs Xvfb and dbus-daemon";
         const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
         panel = std::make_unique<WatcherThread>(address);
@@ -407,7 +407,7 @@ int main(int argc, char** argv) {
         listing = listing || QByteArray(argv[i]).startsWith("--gtest_list_tests");
     // Listing the tests needs no desktop.
     std::unique_ptr<Desktop> theDesktop = listing ? nullptr : std::make_unique<Desktop>();
-    desktop = theDesktop ? theDesktop.get() : nullptr;
+    testDesktop = theDesktop ? theDesktop.get() : nullptr;
     QApplication app(argc, argv);
     ::testing::InitGoogleMock(&argc, argv);
     return RUN_ALL_TESTS();

@@ -1,0 +1,48 @@
+#pragma once
+
+// Keys that work in any application: on X11 a grab of the key on the root window (through an xcb
+// connection of its own), on Wayland the desktop portal's global shortcuts where the desktop offers them.
+// Keys are given as the virtual key codes that the settings keep (VirtualKeys.h).
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+namespace hotkeys {
+
+struct HotkeyKey {
+    quint32 vkey = 0; // virtual key code; 0 is no key
+    bool ctrl = false;
+    bool alt = false;
+    bool shift = false;
+};
+
+class GlobalHotkeys : public QObject {
+    Q_OBJECT
+public:
+    // Registers `key` under `id` (1 or 2), replacing what `id` had. False, with the reason in `error`,
+    // when the key cannot be had (taken by another program, no key of that code on this keyboard, no
+    // desktop that offers global keys). A registration that the desktop answers later (the portal) gives
+    // true here and `failed` afterwards when it is refused.
+    virtual bool registerKey(int id, const HotkeyKey& key, QString* error) = 0;
+    virtual void unregisterKey(int id) = 0;
+    // Which way the keys go: "X11", "portal" or "none"; for the log.
+    virtual QString kind() const = 0;
+
+Q_SIGNALS:
+    // The key of `id` was pressed.
+    void activated(int id);
+    // A registration answered later was refused.
+    void failed(int id, const QString& reason);
+};
+
+// X11 where $DISPLAY reaches a server and the session is not Wayland; the portal on Wayland; otherwise
+// one that refuses every key.
+std::unique_ptr<GlobalHotkeys> CreateGlobalHotkeys(QObject* parent = nullptr);
+
+// The text marked in any application: the X11 primary selection, or the clipboard when that is empty.
+// Reads only; neither is changed. Waits at most `timeoutMs` for the owner's answer.
+QString MarkedText(int timeoutMs = 1000);
+
+} // namespace hotkeys
