@@ -91,6 +91,7 @@ MainLifecycle::StartResult MainLifecycle::Form_Load() {
     m_program.Phonebooks().state().lastRunFailed = m_bLastRunFailed;
     m_program.Phonebooks().Phonebooks_create();
     m_program.Konfigurationen().Konfig_create();
+    m_program.hotkeys().HotkeyInit();
     m_program.Phonebooks().Vorwahlen.LoadCarriers();
     m_program.callLog().SEZGDBOpen();
     // The sound engine's start; only a sound library that cannot start at all ends the program (a missing
@@ -255,6 +256,7 @@ bool MainLifecycle::Form_QueryUnload() {
     if (!m_program.saveSettings())
         m_host.showMessage(QStringLiteral("Kann Registry Key nicht anlegen!"));
     step("Main Form_QueryUnload: HotKey Exit");
+    m_program.hotkeys().HotkeyExit();
     step("Main Form_QueryUnload: Vorwahl Exit");
     m_program.Phonebooks().Vorwahlen.SaveCarriers();
     step("Main Form_QueryUnload: Twix Exit");

@@ -50,6 +50,7 @@ Program::Program(const Clock& clock, std::unique_ptr<CtiLibrary> line, const QSt
                                     }}),
       m_lists(m_Phonebooks, m_callLog, m_lastNumbers, m_profiles, IniPath(dataDir), m_language, m_dialogs),
       m_actions(m_settings, m_language, m_numTrans, clock, m_dialogs, dataDir),
+      m_hotkeys(m_settings, m_language, m_logs, m_dialogs),
       m_settingsStore(m_profiles, m_registry, IniPath(dataDir), m_settings, m_lastNumbers, m_actions,
                       m_language),
       m_soundLibrary(sound ? std::move(sound) : std::make_shared<SilentSound>()),

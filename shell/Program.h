@@ -5,6 +5,7 @@
 // builds a fresh Program in-process, with a stand-in line and a manual clock, as often as it likes.
 
 #include "automation/ActionRules.h"
+#include "automation/modHotKey.h"
 #include "calllog/modEZGDB.h"
 #include "config/colConfig.h"
 #include "lines/answering/AnsweringMachine.h"
@@ -105,6 +106,7 @@ public:
     MainView& view() { return m_view; }
     LastNumbers& lastNumbers() { return m_lastNumbers; }
     ActionRules& actions() { return m_actions; }
+    modHotKey& hotkeys() { return m_hotkeys; }
     SoundEngine& sound() { return m_sound; }
     AnsweringMachine& machine() { return m_machine; }
     Eurit30& call() { return m_call; }
@@ -140,6 +142,7 @@ private:
     MainLists m_lists;
     NumTrans m_numTrans;
     ActionRules m_actions;
+    modHotKey m_hotkeys;
     SettingsStore m_settingsStore;
     std::shared_ptr<FdSndLibrary> m_soundLibrary;
     SoundEngine m_sound;

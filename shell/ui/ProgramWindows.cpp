@@ -24,7 +24,7 @@
 ProgramWindows::ProgramWindows(Program& program)
     : m_program(program), m_soundControls(program.sound()), m_main(program.language()),
       m_tray(m_main, m_main.M_Eurit()), m_instance(&m_main),
-      m_lifecycle(program, *this, [this] { return m_instance.claim(); }) {
+      m_lifecycle(program, *this, [this] { return m_instance.claim(); }), m_desktop(program, m_main) {
     // What the user wants of the call.
     CallCommands& commands = m_program.commands();
     QObject::connect(&m_main, &Main::dialRequested, &m_main,

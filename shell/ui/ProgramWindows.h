@@ -10,6 +10,7 @@
 #include "shell/ui/Main.h"
 #include "shell/ui/MainTray.h"
 #include "shell/ui/PlayRecordSound.h"
+#include "shell/ui/ProgramDesktop.h"
 #include "shell/ui/SingleInstance.h"
 #include "shell/ui/frmABCapi.h"
 
@@ -120,4 +121,6 @@ private:
     // Alive as long as the windows: a change of the sound server's presence, reported on the sound
     // library's thread and queued to the main thread, reaches the window only while this lives.
     std::shared_ptr<int> m_alive = std::make_shared<int>(0);
+    // The action rules' desktop and the global hotkeys; let go before the windows.
+    ProgramDesktop m_desktop;
 };
