@@ -199,6 +199,8 @@ void ProgramWindows::applyLanguage() {
     m_main.Me_Set_Language();
     if (m_abCapi)
         m_abCapi->Me_Set_Language();
+    if (m_actionSetup)
+        m_actionSetup->Me_Set_Language();
     showLineState();
     showStatus();
     showSoundState();

@@ -13,6 +13,8 @@
 #include <QToolBar>
 #include <QTreeView>
 
+#include <algorithm>
+
 namespace {
 constexpr int ColumnCount = 5;
 
@@ -86,6 +88,8 @@ frmActionSetup::frmActionSetup(const Language& language, QWidget* parent)
     m_Toolbar1->setMovable(false);
     m_Toolbar1->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     QStyle* st = style();
+    // The desktop's icons; where its theme lacks one, a picture of the style that means the same, or the
+    // text alone.
     const auto button = [this](const char* key, const char* theme, const QIcon& fallback) {
         QAction* b = m_Toolbar1->addAction(QIcon::fromTheme(QString::fromUtf8(theme), fallback), QString());
         b->setObjectName(QString::fromUtf8(key));
@@ -95,8 +99,8 @@ frmActionSetup::frmActionSetup(const Language& language, QWidget* parent)
     button("DELETE", "list-remove", st->standardIcon(QStyle::SP_TrashIcon));
     button("EDIT", "document-edit", st->standardIcon(QStyle::SP_FileDialogDetailedView));
     m_Toolbar1->addSeparator();
-    button("COPY", "edit-copy", st->standardIcon(QStyle::SP_DialogSaveButton));
-    button("PASTE", "edit-paste", st->standardIcon(QStyle::SP_DialogOpenButton));
+    button("COPY", "edit-copy", QIcon());
+    button("PASTE", "edit-paste", QIcon());
     connect(m_Toolbar1, &QToolBar::actionTriggered, this, &frmActionSetup::Toolbar1_ButtonClick);
 
     m_lvListView = new QTreeView(this);
@@ -121,8 +125,20 @@ frmActionSetup::frmActionSetup(const Language& language, QWidget* parent)
             });
 
     Me_Set_Language();
+    // Until widths are kept: the triggers and actions as wide as their longest text, the first parameter
+    // wider than the others.
+    int triggerWidth = 0;
+    for (int status = 0; status <= 6; ++status)
+        triggerWidth =
+            std::max(triggerWidth, fontMetrics().horizontalAdvance(ActionTriggerLabel(m_language, status)));
+    int actionWidth = 0;
+    for (int typ = 0; typ <= 4; ++typ)
+        actionWidth = std::max(actionWidth, fontMetrics().horizontalAdvance(ActionTypLabel(m_language, typ)));
+    const int padding = fontMetrics().averageCharWidth() * 3;
+    const int parameter = fontMetrics().averageCharWidth() * 20;
+    setColumnWidths({triggerWidth + padding, actionWidth + padding, parameter * 3 / 2, parameter, parameter});
     enableCommands();
-    resize(720, 360);
+    resize(std::max(760, triggerWidth + actionWidth + parameter * 7 / 2 + 4 * padding), 360);
 }
 
 QAction* frmActionSetup::item(const char* name) const {

@@ -20,10 +20,17 @@ constexpr int ActionTypeCount = 5;
 // What the result box shows while the rule runs.
 const char* const TestRunning = "Test ........ ";
 
-// A caption as a label's text: no accelerator's ampersand, no trailing colon.
+// A caption without the accelerator's ampersand.
 QString plain(QString text) {
     text.remove(QLatin1Char('&'));
     return text;
+}
+
+// A caption with a colon after it, as the language writes one: French puts a space before it, which its
+// catalog's own labels show.
+QString withColon(const Language& language, const QString& text) {
+    const bool spaced = language.LanguageString(3294).endsWith(QStringLiteral(" :"));
+    return text + (spaced ? QStringLiteral(" :") : QStringLiteral(":"));
 }
 } // namespace
 
@@ -31,6 +38,8 @@ frmEintragAction::frmEintragAction(const Language& language, ActionTable& rules,
     : QDialog(parent), m_language(language), m_rules(rules) {
     setObjectName(QStringLiteral("frmEintragAction"));
     auto* layout = new QVBoxLayout(this);
+    // One grid, so that every field starts at the same place: the captions, the fields, and the test's
+    // button at the right of its number.
     auto* grid = new QGridLayout;
     grid->setColumnStretch(1, 1);
     const auto label = [this](const QString& name) {
@@ -44,29 +53,27 @@ frmEintragAction::frmEintragAction(const Language& language, ActionTable& rules,
     m_cboStatusAuf->setObjectName(QStringLiteral("cboStatusAuf"));
     m_lblStatusAuf->setBuddy(m_cboStatusAuf);
     grid->addWidget(m_lblStatusAuf, 0, 0);
-    grid->addWidget(m_cboStatusAuf, 0, 1);
+    grid->addWidget(m_cboStatusAuf, 0, 1, 1, 2);
     m_lblActionAuf = label(QStringLiteral("lblActionAuf"));
     m_cboActionAuf = new QComboBox(this);
     m_cboActionAuf->setObjectName(QStringLiteral("cboActionAuf"));
     m_lblActionAuf->setBuddy(m_cboActionAuf);
     grid->addWidget(m_lblActionAuf, 1, 0);
-    grid->addWidget(m_cboActionAuf, 1, 1);
+    grid->addWidget(m_cboActionAuf, 1, 1, 1, 2);
     const char* const names[3] = {"Command", "Command2", "Command3"};
     for (int i = 0; i < 3; ++i) {
         m_lblCommand[i] = label(QStringLiteral("lbl") + QLatin1String(names[i]));
         m_txtCommand[i] = new QLineEdit(this);
         m_txtCommand[i]->setObjectName(QStringLiteral("txt") + QLatin1String(names[i]));
         // Room for a command line with its arguments.
-        m_txtCommand[i]->setMinimumWidth(m_txtCommand[i]->fontMetrics().averageCharWidth() * 50);
+        m_txtCommand[i]->setMinimumWidth(m_txtCommand[i]->fontMetrics().averageCharWidth() * 60);
         m_lblCommand[i]->setBuddy(m_txtCommand[i]);
         grid->addWidget(m_lblCommand[i], 2 + i, 0);
-        grid->addWidget(m_txtCommand[i], 2 + i, 1);
+        grid->addWidget(m_txtCommand[i], 2 + i, 1, 1, 2);
     }
-    layout->addLayout(grid);
+    grid->setRowMinimumHeight(5, 8);
 
     // The test: a number, the button, and what the run gave.
-    auto* test = new QGridLayout;
-    test->setColumnStretch(1, 1);
     m_lblTestNummer = label(QStringLiteral("lblTestNummer"));
     m_txtTestNummer = new QLineEdit(this);
     m_txtTestNummer->setObjectName(QStringLiteral("txtTestNummer"));
@@ -74,9 +81,9 @@ frmEintragAction::frmEintragAction(const Language& language, ActionTable& rules,
     m_cmdTest = new QPushButton(this);
     m_cmdTest->setObjectName(QStringLiteral("cmdTest"));
     m_cmdTest->setAutoDefault(false);
-    test->addWidget(m_lblTestNummer, 0, 0);
-    test->addWidget(m_txtTestNummer, 0, 1);
-    test->addWidget(m_cmdTest, 0, 2);
+    grid->addWidget(m_lblTestNummer, 6, 0);
+    grid->addWidget(m_txtTestNummer, 6, 1);
+    grid->addWidget(m_cmdTest, 6, 2);
     m_lblResult = label(QStringLiteral("lblResult"));
     m_lblResult->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     m_txtResult = new QPlainTextEdit(this);
@@ -85,10 +92,9 @@ frmEintragAction::frmEintragAction(const Language& language, ActionTable& rules,
     m_txtResult->setTabChangesFocus(true);
     m_txtResult->setFixedHeight(m_txtResult->fontMetrics().lineSpacing() * 4 + 12);
     m_lblResult->setBuddy(m_txtResult);
-    test->addWidget(m_lblResult, 1, 0);
-    test->addWidget(m_txtResult, 1, 1, 1, 2);
-    layout->addSpacing(8);
-    layout->addLayout(test);
+    grid->addWidget(m_lblResult, 7, 0);
+    grid->addWidget(m_txtResult, 7, 1, 1, 2);
+    layout->addLayout(grid);
     layout->addStretch(1);
 
     auto* buttons = new QDialogButtonBox(this);
@@ -111,8 +117,8 @@ frmEintragAction::frmEintragAction(const Language& language, ActionTable& rules,
 void frmEintragAction::Me_Set_Language() {
     const Language& lang = m_language;
     setWindowTitle(lang.LanguageString(264));
-    m_lblStatusAuf->setText(lang.LanguageString(263) + QLatin1Char(':'));
-    m_lblActionAuf->setText(lang.LanguageString(264) + QLatin1Char(':'));
+    m_lblStatusAuf->setText(withColon(lang, lang.LanguageString(263)));
+    m_lblActionAuf->setText(withColon(lang, lang.LanguageString(264)));
     // The lists keep their choice across the new texts.
     const int status = m_cboStatusAuf->currentIndex();
     const int typ = m_cboActionAuf->currentIndex();
@@ -200,10 +206,15 @@ void frmEintragAction::cboActionAuf_Click() {
             // The one field of the actions on programs and windows is "Parameter 1".
             QString text = m_language.LanguageString(labels[i]);
             if (labels[i] == 265)
-                text += QStringLiteral(" 1:");
+                text = withColon(m_language, text + QStringLiteral(" 1"));
             m_lblCommand[i]->setText(text);
         }
         m_lblCommand[i]->setVisible(shown);
         m_txtCommand[i]->setVisible(shown);
+    }
+    // The window is as high as its fields: no gap where a hidden one was.
+    if (isVisible() && layout()) {
+        layout()->activate();
+        resize(width(), minimumSizeHint().height());
     }
 }

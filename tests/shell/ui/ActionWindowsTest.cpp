@@ -7,7 +7,6 @@
 
 #include "automation/ActionRules.h"
 #include "platform/profile/ProfileStore.h"
-#include "shell/WindowPlace.h"
 #include "shell/base/Language.h"
 #include "shell/ui/HelpWindow.h"
 #include "shell/ui/ProgramWindows.h"
@@ -538,6 +537,14 @@ TEST(ActionWindowsWired, ARuleAddedThroughTheWindowsReachesMorvaIniAtOnce) {
     child<QAction>(window, "mnuActionDelete")->trigger();
     EXPECT_EQ(w.stored("Actions", S("Anzahl")), S("1"));
     EXPECT_EQ(list->model()->rowCount(), 1);
+
+    // A change of language relabels the open list.
+    Language& lang = w.program->language();
+    lang.LanguageSet(7);
+    w.windows->applyLanguage();
+    EXPECT_EQ(list->model()->headerData(0, Qt::Horizontal).toString(), S("Ereignis"));
+    EXPECT_EQ(list->model()->index(0, 0).data().toString(), S("Klingelt (ankommend)"));
+    EXPECT_EQ(w.action("mnuOptHotkey")->text(), lang.LanguageString(3237) + S("..."));
 
     // One window at a time.
     w.action("M_Action")->trigger();
