@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace {
 QString folderOf(const QString& code) {
     return QStringLiteral(":/help/") + code + QLatin1Char('/');
@@ -46,4 +48,24 @@ QString HelpPagePath(const QString& languageCode, int context) {
 QString HelpPageUrl(const QString& languageCode, int context) {
     // ":/help/..." becomes "qrc:/help/...".
     return QStringLiteral("qrc") + HelpPagePath(languageCode, context);
+}
+
+QString HelpNamedPagePath(const QString& languageCode, const QString& name) {
+    const QString english = folderOf(QLatin1String(HelpFallbackCode));
+    // Letters only: nothing that could step out of the help folder.
+    const bool plain = !name.isEmpty() && name.size() <= 32 &&
+                       std::all_of(name.begin(), name.end(), [](QChar c) { return c.isLetter(); });
+    if (!plain)
+        return english + pageName(HelpContext::Contents);
+    const QString page = name + QStringLiteral(".html");
+    const QString own = HelpFolder(languageCode) + page;
+    if (QFile::exists(own))
+        return own;
+    if (QFile::exists(english + page))
+        return english + page;
+    return english + pageName(HelpContext::Contents);
+}
+
+QString HelpNamedPageUrl(const QString& languageCode, const QString& name) {
+    return QStringLiteral("qrc") + HelpNamedPagePath(languageCode, name);
 }

@@ -43,3 +43,8 @@ QString HelpPagePath(const QString& languageCode, int context);
 
 // HelpPagePath as a URL for a text browser: "qrc:/help/<code>/<context>.html".
 QString HelpPageUrl(const QString& languageCode, int context);
+
+// The resource path of a page by its name ("actions" for ":/help/<code>/actions.html"), with the same
+// fall-back: the English page, else the English contents. A name is letters only.
+QString HelpNamedPagePath(const QString& languageCode, const QString& name);
+QString HelpNamedPageUrl(const QString& languageCode, const QString& name);

@@ -150,6 +150,14 @@ HelpWindow* HelpShow(QWidget* parent, const Language& language, int contextId) {
     return window;
 }
 
+HelpWindow* HelpShowPage(QWidget* parent, const Language& language, const QString& name) {
+    const QString code = language.LanguageCode();
+    HelpWindow* window = HelpWindow::obtain(parent);
+    window->setLanguageCode(code);
+    window->showPage(QUrl(HelpNamedPageUrl(code, name)), QUrl(HelpPageUrl(code, HelpContext::Contents)));
+    return window;
+}
+
 HelpWindow* HelpContents(QWidget* parent, const Language& language) {
     return HelpShow(parent, language, HelpContext::Contents);
 }

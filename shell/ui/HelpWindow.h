@@ -45,5 +45,8 @@ private:
 // Opens the page of help context `contextId` in the current language, or in English where the language
 // has no page of it; 0 opens the contents. Returns the help window.
 HelpWindow* HelpShow(QWidget* parent, const Language& language, int contextId);
+// Opens the page named `name` ("actions") in the current language, or in English where the language has
+// no such page.
+HelpWindow* HelpShowPage(QWidget* parent, const Language& language, const QString& name);
 // Opens the contents of the help in the current language.
 HelpWindow* HelpContents(QWidget* parent, const Language& language);

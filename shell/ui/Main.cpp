@@ -172,9 +172,9 @@ constexpr Caption MenuCaptions[] = {
 constexpr Caption ListButtonTips[] = {{"GOTOBOOK", 3131},    {"DELETE", 3134}, {"MARKREAD", 3132},
                                       {"MARKALLREAD", 3133}, {"STOP", 3156},   {"PLAY", 3138}};
 // The commands whose windows are not there yet: shown, disabled, with their caption as tool tip.
-constexpr const char* WindowsToCome[] = {"mnuEuritProtokoll", "mnuEuritPhonebook",     "M_Setup",
-                                         "M_Action",          "mnuKontextTophonebook", "GOTOBOOK",
-                                         "mnuMainEditEntry",  "mnuMainGotoPhoneBook"};
+constexpr const char* WindowsToCome[] = {"mnuEuritProtokoll",     "mnuEuritPhonebook", "M_Setup",
+                                         "mnuKontextTophonebook", "GOTOBOOK",          "mnuMainEditEntry",
+                                         "mnuMainGotoPhoneBook"};
 
 } // namespace
 
@@ -329,6 +329,8 @@ void Main::Me_Set_Language() {
         else if (auto* menu = findChild<QMenu*>(QString::fromUtf8(name)))
             menu->setTitle(lang.LanguageString(number));
     }
+    // The dial hotkey's number rules: the window's title as the item, which opens a window.
+    action("mnuOptHotkey")->setText(lang.LanguageString(3237) + QStringLiteral("..."));
     for (const auto& [name, number] : ListButtonTips) {
         action(name)->setText(withoutAccelerator(lang.LanguageString(number)));
         action(name)->setToolTip(action(name)->text());
@@ -634,7 +636,9 @@ void Main::buildMenus() {
 
     QMenu* options = addMenu(nullptr, "M_Optionen");
     addAction(options, "M_Setup");
-    addAction(options, "M_Action");
+    connect(addAction(options, "M_Action"), &QAction::triggered, this, &Main::actionSetupRequested);
+    // Until the options dialog has its hotkey page, the dial hotkey's number rules have an item here.
+    connect(addAction(options, "mnuOptHotkey"), &QAction::triggered, this, &Main::hotkeyRulesRequested);
 
     QMenu* view = addMenu(nullptr, "mnuView");
     QAction* extended = addAction(view, "mnuViewExtended");

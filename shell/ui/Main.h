@@ -147,6 +147,10 @@ Q_SIGNALS:
     void carrierListRequested();
     // mnuEuritKonfig: the configuration of the line's own numbers.
     void configurationRequested();
+    // M_Action: the list of the programmed rules.
+    void actionSetupRequested();
+    // mnuOptHotkey: the dial hotkey's number rules.
+    void hotkeyRulesRequested();
     void selectCarrierRequested();
     // The status bar's "AB" and "VOL" panels.
     void listenInToggled();

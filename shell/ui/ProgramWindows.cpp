@@ -4,10 +4,14 @@
 #include "config/clsConfig.h"
 #include "config/colConfig.h"
 #include "shell/Program.h"
+#include "shell/WindowPlace.h"
 #include "shell/ui/LineWaitWindow.h"
 #include "shell/ui/ctlDateiAuswahl.h"
 #include "shell/ui/frmABCapi.h"
+#include "shell/ui/frmActionSetup.h"
 #include "shell/ui/frmEintragABCapi.h"
+#include "shell/ui/frmEintragAction.h"
+#include "shell/ui/frmOptHotkey.h"
 #include "shell/ui/frmPlayRecord.h"
 #include "shell/ui/frmProviders.h"
 #include "shell/ui/frmVolumeControl.h"
@@ -70,6 +74,8 @@ ProgramWindows::ProgramWindows(Program& program)
     });
     QObject::connect(&m_main, &Main::volumeRequested, &m_main, [this] { openVolumeControl(); });
     QObject::connect(&m_main, &Main::configurationRequested, &m_main, [this] { openABCapi(); });
+    QObject::connect(&m_main, &Main::actionSetupRequested, &m_main, [this] { openActionSetup(); });
+    QObject::connect(&m_main, &Main::hotkeyRulesRequested, &m_main, [this] { openHotkeyRules(); });
     m_main.setPlayAvailable(true);
     // The sound library reports on its own thread: the change is queued to the main thread, where the
     // application object lives, and shown only while the windows do.
@@ -193,6 +199,8 @@ void ProgramWindows::applyLanguage() {
     m_main.Me_Set_Language();
     if (m_abCapi)
         m_abCapi->Me_Set_Language();
+    if (m_actionSetup)
+        m_actionSetup->Me_Set_Language();
     showLineState();
     showStatus();
     showSoundState();
@@ -383,6 +391,81 @@ void ProgramWindows::editABCapi(int index) {
                      [&set](int msn, const ABCapiEntry& values) { values.Write(set, msn); });
     entry.exec();
     showABCapi(index);
+}
+
+void ProgramWindows::openActionSetup() {
+    // A window closed a moment ago waits for its deletion hidden: a new one takes its place.
+    if (m_actionSetup && m_actionSetup->isVisible()) {
+        m_actionSetup->raise();
+        m_actionSetup->activateWindow();
+        return;
+    }
+    auto* window = new frmActionSetup(m_program.language(), &m_main);
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    m_actionSetup = window;
+    window->Set_Values(m_program.actions().rules);
+    const int twips = m_main.twipsPerPixel();
+    WindowPlace place(m_program.profiles(), m_program.iniPath(), QStringLiteral("Actions"));
+    window->setGeometry(place.Frame(twips, screenAreas(), window->size()));
+    window->setColumnWidths(place.ColumnWidths(5, twips));
+    QObject::connect(window, &frmActionSetup::editRequested, window,
+                     [this](int index) { editAction(index); });
+    QObject::connect(window, &frmActionSetup::deleteRequested, window, [this](int index) {
+        ActionDelete(m_program.actions().rules, index);
+        rulesChanged(0);
+    });
+    QObject::connect(
+        window, &frmActionSetup::pasteRequested, window, [this](const ActionRule& rule, int before) {
+            ActionTable& rules = m_program.actions().rules;
+            ActionPaste(rules, rule, before);
+            rulesChanged(before >= 1 && before < ActionCount(rules) ? before : ActionCount(rules));
+        });
+    QObject::connect(window, &frmActionSetup::closing, window, [this, window] {
+        const int perPixel = m_main.twipsPerPixel();
+        WindowPlace kept(m_program.profiles(), m_program.iniPath(), QStringLiteral("Actions"));
+        if (!(window->windowState() & (Qt::WindowMinimized | Qt::WindowMaximized)))
+            kept.SaveFrame(window->geometry(), perPixel);
+        kept.SaveColumnWidths(window->columnWidths(), perPixel);
+    });
+    window->show();
+}
+
+void ProgramWindows::rulesChanged(int index) {
+    m_program.settingsStore().saveActions();
+    if (!m_actionSetup)
+        return;
+    m_actionSetup->Set_Values(m_program.actions().rules);
+    if (index > 0)
+        m_actionSetup->selectIndex(index);
+}
+
+void ProgramWindows::editAction(int index) {
+    if (!m_actionSetup)
+        return;
+    ActionRules& actions = m_program.actions();
+    frmEintragAction entry(m_program.language(), actions.rules, m_actionSetup);
+    entry.setRunner(
+        [&actions](int rule, const QString& number) { return actions.ActionRun(0, rule, number); });
+    entry.SetValues(index);
+    Settings& settings = m_program.settings();
+    entry.setTestNumber(settings.ActionTestNumber);
+    QObject::connect(&entry, &frmEintragAction::saved, &entry, [this](int rule) { rulesChanged(rule); });
+    entry.exec();
+    // The test number is kept for the next test, whatever the window was left with.
+    if (entry.testNumber() != settings.ActionTestNumber) {
+        settings.ActionTestNumber = entry.testNumber();
+        m_program.settingsStore().saveActions();
+    }
+}
+
+void ProgramWindows::openHotkeyRules() {
+    frmOptHotkey window(m_program.language(), &m_main);
+    window.SetValues(m_program.settings().HotkeyDial);
+    QObject::connect(&window, &frmOptHotkey::valuesChosen, &window, [this](const HotkeyRules& rules) {
+        m_program.settings().HotkeyDial = rules;
+        m_program.settingsStore().saveHotkeys();
+    });
+    window.exec();
 }
 
 void ProgramWindows::showMain() {

@@ -13,6 +13,7 @@
 #include "shell/ui/ProgramDesktop.h"
 #include "shell/ui/SingleInstance.h"
 #include "shell/ui/frmABCapi.h"
+#include "shell/ui/frmActionSetup.h"
 
 #include <QPointer>
 
@@ -60,6 +61,12 @@ public:
     // its key of Morva.ini.
     void openABCapi();
     frmABCapi* abCapiWindow() const { return m_abCapi; }
+    // The list of the programmed rules (M_Action); one at a time: a second call raises it. Every change is
+    // written into Morva.ini at once; its place and column widths are kept in section Actions as it closes.
+    void openActionSetup();
+    frmActionSetup* actionSetupWindow() const { return m_actionSetup; }
+    // The dial hotkey's number rules (mnuOptHotkey), modal over the main window; OK writes them at once.
+    void openHotkeyRules();
 
     // MainHost
     void showSplash(const QString& versionText) override;
@@ -98,6 +105,10 @@ private:
     void editABCapi(int index);
     // The machine's window shows set 1 anew, the row of MSN `index` selected.
     void showABCapi(int index);
+    // The entry window of rule `index` (the count + 1: a new rule) over the rules' list.
+    void editAction(int index);
+    // The rules written into Morva.ini and shown anew in the list, rule `index` selected (0: as it was).
+    void rulesChanged(int index);
     // The number into txtNumber, then dialled.
     void numberAndDial(const QString& number);
     std::vector<int> twips(const std::vector<int>& pixels) const;
@@ -117,6 +128,7 @@ private:
     QPointer<QMessageBox> m_lineQuestion;
     QPointer<LineWaitWindow> m_lineWait;
     QPointer<frmABCapi> m_abCapi;
+    QPointer<frmActionSetup> m_actionSetup;
     QEventLoop* m_lineWaitLoop = nullptr;
     // Alive as long as the windows: a change of the sound server's presence, reported on the sound
     // library's thread and queued to the main thread, reaches the window only while this lives.

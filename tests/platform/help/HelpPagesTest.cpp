@@ -161,3 +161,18 @@ TEST(HelpPages, PageOfAContextFallsBackToEnglish) {
                   QStringLiteral("qrc:/help/%1.html").arg(QLatin1String(row.url)))
             << row.code << " " << row.context;
 }
+
+TEST(HelpPages, ANamedPageFallsBackToEnglishAndAStrangeNameToTheContents) {
+    const struct {
+        const char* code;
+        const char* name;
+        const char* url;
+    } rows[] = {{"de", "actions", "de/actions"},     {"uk", "actions", "uk/actions"},
+                {"fr", "actions", "uk/actions"},     {"de", "nosuchpage", "uk/index"},
+                {"de", "../uk/actions", "uk/index"}, {"de", "", "uk/index"},
+                {"xx", "answering", "uk/answering"}};
+    for (const auto& row : rows)
+        EXPECT_EQ(HelpNamedPageUrl(QString::fromLatin1(row.code), QString::fromLatin1(row.name)),
+                  QStringLiteral("qrc:/help/%1.html").arg(QLatin1String(row.url)))
+            << row.code << " " << row.name;
+}
