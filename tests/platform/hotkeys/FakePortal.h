@@ -1,0 +1,51 @@
+#pragma once
+
+// The desktop portal's global shortcuts (org.freedesktop.portal.GlobalShortcuts) played by a test on a
+// bus of its own: sessions and binds are answered through the Response signal of their request objects,
+// as the portal does, and the test sends the Activated signal of a pressed shortcut.
+
+#include "platform/hotkeys/PortalHotkeys.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QList>
+#include <QObject>
+#include <QVariantMap>
+
+class FakePortal : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.GlobalShortcuts")
+public:
+    explicit FakePortal(QDBusConnection bus);
+
+    // What a bind asked for.
+    struct Bind {
+        QString session;
+        QList<hotkeys::PortalShortcut> shortcuts;
+    };
+    const QList<Bind>& binds() const { return m_binds; }
+    const QStringList& sessions() const { return m_sessions; }
+    // The answers given to the coming calls: 0 yes, 1 cancelled by the user, 2 other.
+    void setSessionAnswer(uint answer) { m_sessionAnswer = answer; }
+    void setBindAnswer(uint answer) { m_bindAnswer = answer; }
+    // The shortcut was pressed, in `session` (the last one made when empty).
+    void activate(const QString& shortcutId, const QString& session = {});
+
+public Q_SLOTS:
+    QDBusObjectPath CreateSession(const QVariantMap& options, const QDBusMessage& message);
+    QDBusObjectPath BindShortcuts(const QDBusObjectPath& session,
+                                  const QList<hotkeys::PortalShortcut>& shortcuts,
+                                  const QString& parentWindow, const QVariantMap& options,
+                                  const QDBusMessage& message);
+
+private:
+    QString pathFor(const QString& kind, const QDBusMessage& message, const QString& token) const;
+    void respond(const QString& request, uint answer, const QVariantMap& results);
+
+    QDBusConnection m_bus;
+    QList<Bind> m_binds;
+    QStringList m_sessions;
+    uint m_sessionAnswer = 0;
+    uint m_bindAnswer = 0;
+};
