@@ -125,45 +125,53 @@ bool X11Hotkeys::registerKey(int id, const HotkeyKey& key, QString* error) {
     unregisterKey(id);
     if (key.vkey == 0)
         return true;
-    auto refuse = [error](const QString& reason) {
+    Grab grab;
+    const QString reason = grabKey(key, &grab);
+    if (!reason.isEmpty()) {
         if (error)
             *error = reason;
         return false;
-    };
+    }
+    m_grabs[id] = grab;
+    // Replies read above may have brought events along, which the socket will not announce again.
+    QMetaObject::invokeMethod(this, &X11Hotkeys::readEvents, Qt::QueuedConnection);
+    return true;
+}
+
+QString X11Hotkeys::grabKey(const HotkeyKey& key, Grab* grab) {
     if (!isConnected())
-        return refuse(QStringLiteral("no connection to the X server"));
+        return QStringLiteral("no connection to the X server");
     const uint32_t keysym = KeysymOfVirtualKey(static_cast<int>(key.vkey));
     if (keysym == 0)
-        return refuse(QStringLiteral("the key code %1 names no key").arg(key.vkey));
-    Grab grab;
-    grab.keycode = keycodeOf(keysym);
-    if (grab.keycode == 0)
-        return refuse(
-            QStringLiteral("this keyboard has no key %1").arg(KeysymNameOfVirtualKey(int(key.vkey))));
+        return QStringLiteral("the key code %1 names no key").arg(key.vkey);
+    grab->key = key;
+    grab->keycode = keycodeOf(keysym);
+    if (grab->keycode == 0)
+        return QStringLiteral("this keyboard has no key %1").arg(KeysymNameOfVirtualKey(int(key.vkey)));
     // The server acts on such a key itself (it switches to a text console, or does nothing under Xvfb
     // and XWayland) and no client sees it, grab or not.
     if (key.ctrl && key.alt && !key.shift) {
-        if (const int console = consoleOfKey(grab.keycode))
-            return refuse(QStringLiteral("the X server keeps Ctrl+Alt+%1 for switching to console %2")
-                              .arg(KeysymNameOfVirtualKey(int(key.vkey)))
-                              .arg(console));
+        if (const int console = consoleOfKey(grab->keycode))
+            return QStringLiteral("the X server keeps Ctrl+Alt+%1 for switching to console %2")
+                .arg(KeysymNameOfVirtualKey(int(key.vkey)))
+                .arg(console);
     }
-    grab.modifiers =
+    grab->modifiers =
         static_cast<uint16_t>((key.ctrl ? XCB_MOD_MASK_CONTROL : 0) | (key.alt ? XCB_MOD_MASK_1 : 0) |
                               (key.shift ? XCB_MOD_MASK_SHIFT : 0));
 
     // The lock keys add their modifiers to every key event; a grab without them would miss the key
     // while Caps Lock or Num Lock is on.
     const uint16_t numLock = numLockModifier();
-    std::vector<uint16_t> variants{0, XCB_MOD_MASK_LOCK};
+    grab->locks = {0, XCB_MOD_MASK_LOCK};
     if (numLock != 0 && (numLock & (OwnModifiers | XCB_MOD_MASK_LOCK)) == 0) {
-        variants.push_back(numLock);
-        variants.push_back(static_cast<uint16_t>(numLock | XCB_MOD_MASK_LOCK));
+        grab->locks.push_back(numLock);
+        grab->locks.push_back(static_cast<uint16_t>(numLock | XCB_MOD_MASK_LOCK));
     }
     std::vector<xcb_void_cookie_t> cookies;
-    for (uint16_t lock : variants) {
+    for (uint16_t lock : grab->locks) {
         cookies.push_back(xcb_grab_key_checked(m_connection, 0, m_root,
-                                               static_cast<uint16_t>(grab.modifiers | lock), grab.keycode,
+                                               static_cast<uint16_t>(grab->modifiers | lock), grab->keycode,
                                                XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     }
     xcb_flush(m_connection);
@@ -178,13 +186,27 @@ bool X11Hotkeys::registerKey(int id, const HotkeyKey& key, QString* error) {
     }
     if (!reason.isEmpty()) {
         // Give back the variants that were had, unless another id of ours holds the same key.
-        ungrab(grab);
-        return refuse(reason);
+        ungrab(*grab);
     }
-    m_grabs[id] = grab;
-    // Replies read above may have brought events along, which the socket will not announce again.
-    QMetaObject::invokeMethod(this, &X11Hotkeys::readEvents, Qt::QueuedConnection);
-    return true;
+    return reason;
+}
+
+void X11Hotkeys::grabAgain() {
+    // The keyboard's mapping changed (another layout, another keyboard): the keys may sit on other
+    // keycodes now, and Num Lock on another modifier.
+    std::map<int, Grab> old;
+    old.swap(m_grabs);
+    for (const auto& [id, grab] : old)
+        ungrab(grab);
+    m_down.clear();
+    for (const auto& [id, grab] : old) {
+        Grab again;
+        const QString reason = grabKey(grab.key, &again);
+        if (reason.isEmpty())
+            m_grabs[id] = again;
+        else
+            Q_EMIT failed(id, reason);
+    }
 }
 
 void X11Hotkeys::unregisterKey(int id) {
@@ -203,13 +225,8 @@ void X11Hotkeys::ungrab(const Grab& grab) {
         if (held.keycode == grab.keycode && held.modifiers == grab.modifiers)
             return;
     }
-    const uint16_t numLock = numLockModifier();
-    for (uint16_t lock :
-         {uint16_t(0), uint16_t(XCB_MOD_MASK_LOCK), numLock, uint16_t(numLock | XCB_MOD_MASK_LOCK)}) {
-        if (lock == numLock && numLock == 0)
-            continue;
+    for (uint16_t lock : grab.locks)
         xcb_ungrab_key(m_connection, grab.keycode, m_root, static_cast<uint16_t>(grab.modifiers | lock));
-    }
     // A round trip: when this returns the server has released the key, and another program (or
     // another connection of ours) may grab it at once.
     std::free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
@@ -237,6 +254,12 @@ void X11Hotkeys::handleEvent(const void* raw) {
             m_releasedKey = release->detail;
             m_releasedAt = release->time;
         }
+        return;
+    }
+    if (type == XCB_MAPPING_NOTIFY) {
+        const auto* mapping = static_cast<const xcb_mapping_notify_event_t*>(raw);
+        if (mapping->request != XCB_MAPPING_POINTER && !m_grabs.empty())
+            grabAgain();
         return;
     }
     if (type != XCB_KEY_PRESS)

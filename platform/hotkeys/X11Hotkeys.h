@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <vector>
 
 class QSocketNotifier;
 struct xcb_connection_t;
@@ -32,10 +33,16 @@ public:
 
 private:
     struct Grab {
+        HotkeyKey key;
         uint8_t keycode = 0;
-        uint16_t modifiers = 0; // Control, Mod1 (Alt), Shift
+        uint16_t modifiers = 0;      // Control, Mod1 (Alt), Shift
+        std::vector<uint16_t> locks; // the lock modifiers grabbed with them
     };
 
+    // Grabs `key` with every lock state; the reason when the server refused, having given back what
+    // it had.
+    QString grabKey(const HotkeyKey& key, Grab* grab);
+    void grabAgain();
     uint8_t keycodeOf(uint32_t keysym) const;
     // The console (1 ...) that the server switches to on Ctrl+Alt and this key, 0 for none.
     int consoleOfKey(uint8_t keycode) const;

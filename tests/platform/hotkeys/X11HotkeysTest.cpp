@@ -73,6 +73,38 @@ public:
         std::free(error);
         std::free(mapping);
     }
+    // A keycode that carries no symbol; 0 when every keycode has one.
+    uint8_t emptyKeycode() {
+        const xcb_setup_t* setup = xcb_get_setup(m_c);
+        const uint8_t count = static_cast<uint8_t>(setup->max_keycode - setup->min_keycode + 1);
+        xcb_get_keyboard_mapping_reply_t* mapping = xcb_get_keyboard_mapping_reply(
+            m_c, xcb_get_keyboard_mapping(m_c, setup->min_keycode, count), nullptr);
+        const int per = mapping->keysyms_per_keycode;
+        const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(mapping);
+        uint8_t found = 0;
+        for (int key = count - 1; key >= 0 && found == 0; --key) {
+            bool empty = true;
+            for (int level = 0; level < per; ++level)
+                empty = empty && keysyms[key * per + level] == XCB_NO_SYMBOL;
+            if (empty)
+                found = static_cast<uint8_t>(setup->min_keycode + key);
+        }
+        std::free(mapping);
+        return found;
+    }
+    // Gives `keycode` the one symbol `keysym` (none for XCB_NO_SYMBOL).
+    void setKeysym(uint8_t keycode, xcb_keysym_t keysym) {
+        xcb_get_keyboard_mapping_reply_t* mapping =
+            xcb_get_keyboard_mapping_reply(m_c, xcb_get_keyboard_mapping(m_c, keycode, 1), nullptr);
+        std::vector<xcb_keysym_t> keysyms(mapping->keysyms_per_keycode, XCB_NO_SYMBOL);
+        keysyms[0] = keysym;
+        xcb_generic_error_t* error =
+            xcb_request_check(m_c, xcb_change_keyboard_mapping_checked(
+                                       m_c, 1, keycode, mapping->keysyms_per_keycode, keysyms.data()));
+        EXPECT_EQ(error, nullptr);
+        std::free(error);
+        std::free(mapping);
+    }
     // Grabs one combination of modifiers of a key; true when the server gave it.
     bool grab(uint8_t keycode, uint16_t modifiers) {
         xcb_generic_error_t* error =
@@ -248,6 +280,35 @@ TEST_F(X11HotkeysTest, RegisteringAnIdAgainReplacesItsKey) {
     ASSERT_TRUE(press("ctrl+alt+F10", spy, 1));
     ASSERT_TRUE(press("shift+F9", spy, 2));
     EXPECT_EQ(ids(spy), (std::vector<int>{1, 2}));
+}
+
+TEST_F(X11HotkeysTest, AKeyThatMovesToAnotherKeycodeIsGrabbedThere) {
+    TestClient client;
+    const uint8_t f9 = client.keycodeOf(XK_F9);
+    const uint8_t spare = client.emptyKeycode();
+    ASSERT_NE(f9, 0);
+    ASSERT_NE(spare, 0);
+    X11Hotkeys keys;
+    QSignalSpy spy(&keys, &hotkeys::GlobalHotkeys::activated);
+    QSignalSpy failed(&keys, &hotkeys::GlobalHotkeys::failed);
+    QString error;
+    ASSERT_TRUE(keys.registerKey(1, HotkeyKey{F9, true, false, false}, &error)) << error.toStdString();
+    ASSERT_TRUE(press("ctrl+F9", spy, 1));
+
+    // Another layout puts F9 elsewhere: the mapping's change reaches every client.
+    client.setKeysym(f9, XCB_NO_SYMBOL);
+    client.setKeysym(spare, XK_F9);
+    RunEvents(300);
+    ASSERT_EQ(client.keycodeOf(XK_F9), spare);
+    ASSERT_TRUE(press("ctrl+F9", spy, 2));
+
+    // And back again.
+    client.setKeysym(spare, XCB_NO_SYMBOL);
+    client.setKeysym(f9, XK_F9);
+    RunEvents(300);
+    ASSERT_TRUE(press("ctrl+F9", spy, 3));
+    EXPECT_EQ(ids(spy), (std::vector<int>{1, 1, 1}));
+    EXPECT_EQ(failed.size(), 0);
 }
 
 TEST_F(X11HotkeysTest, NoKeyAndKeysTheKeyboardLacks) {
