@@ -24,7 +24,8 @@ public:
     // Registers `key` under `id` (1 or 2), replacing what `id` had. False, with the reason in `error`,
     // when the key cannot be had (taken by another program, no key of that code on this keyboard, no
     // desktop that offers global keys). A registration that the desktop answers later (the portal) gives
-    // true here and `failed` afterwards when it is refused.
+    // true here and `failed` afterwards when it is refused. After a refusal `id` holds no key. A key of
+    // vkey 0 only takes back what `id` had.
     virtual bool registerKey(int id, const HotkeyKey& key, QString* error) = 0;
     virtual void unregisterKey(int id) = 0;
     // Which way the keys go: "X11", "portal" or "none"; for the log.

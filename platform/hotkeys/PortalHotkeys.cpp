@@ -91,7 +91,8 @@ PortalHotkeys::PortalHotkeys(const QDBusConnection& bus, QObject* parent) : m_bu
 }
 
 bool PortalHotkeys::registerKey(int id, const HotkeyKey& key, QString* error) {
-    auto refuse = [error](const QString& reason) {
+    auto refuse = [this, id, error](const QString& reason) {
+        unregisterKey(id);
         if (error)
             *error = reason;
         return false;

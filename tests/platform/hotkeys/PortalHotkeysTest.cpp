@@ -134,6 +134,12 @@ TEST_F(PortalHotkeysTest, ABindReachesThePortalAndItsShortcutComesBack) {
     RunEvents(100);
     ASSERT_EQ(activated.size(), 3);
     EXPECT_EQ(activated.at(2).at(0).toInt(), 2);
+
+    // A key that cannot be had takes back what its id had.
+    EXPECT_FALSE(keys.registerKey(2, HotkeyKey{200, true, false, false}, &error));
+    EXPECT_THAT(error.toStdString(), HasSubstr("names no key"));
+    ASSERT_TRUE(WaitUntil([&] { return portal.binds().size() == 4; }, 5000));
+    EXPECT_TRUE(portal.binds().last().shortcuts.isEmpty());
     EXPECT_EQ(failed.size(), 0);
 }
 
