@@ -16,6 +16,7 @@ const QString PortalService = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString PortalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString ShortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
 const QString RequestInterface = QStringLiteral("org.freedesktop.portal.Request");
+const QString PortalAppId = QStringLiteral("org.morva.Morva");
 const char* const ResponseSlot = SLOT(onResponse(uint, QVariantMap, QDBusMessage));
 
 QString responseText(uint response) {
@@ -149,6 +150,18 @@ QString PortalHotkeys::requestPath(const QString& token) const {
 
 void PortalHotkeys::createSession() {
     m_sessionAsked = true;
+    if (!m_registered) {
+        // A program outside a sandbox names itself to the portal by its desktop file, so that the desktop
+        // shows and keeps its shortcuts under that name. Only the first call of a connection may do so;
+        // a portal without the registry, or one that was called already, answers with an error that
+        // changes nothing here. Calls on one connection arrive in order, so this comes first.
+        m_registered = true;
+        QDBusMessage registration = QDBusMessage::createMethodCall(
+            PortalService, PortalPath, QStringLiteral("org.freedesktop.host.portal.Registry"),
+            QStringLiteral("Register"));
+        registration << PortalAppId << QVariantMap();
+        m_bus.asyncCall(registration);
+    }
     const QString token = newToken();
     QVariantMap options;
     options.insert(QStringLiteral("handle_token"), token);

@@ -5,6 +5,7 @@
 
 FakePortal::FakePortal(QDBusConnection bus) : m_bus(std::move(bus)) {
     hotkeys::RegisterPortalTypes();
+    new FakeRegistry(this);
 }
 
 QString FakePortal::pathFor(const QString& kind, const QDBusMessage& message, const QString& token) const {
@@ -24,6 +25,7 @@ void FakePortal::respond(const QString& request, uint answer, const QVariantMap&
 }
 
 QDBusObjectPath FakePortal::CreateSession(const QVariantMap& options, const QDBusMessage& message) {
+    m_calls << QStringLiteral("CreateSession");
     const QString request =
         pathFor(QStringLiteral("request"), message, options.value(QStringLiteral("handle_token")).toString());
     const QString session = pathFor(QStringLiteral("session"), message,
@@ -40,6 +42,7 @@ QDBusObjectPath FakePortal::CreateSession(const QVariantMap& options, const QDBu
 QDBusObjectPath FakePortal::BindShortcuts(const QDBusObjectPath& session,
                                           const QList<hotkeys::PortalShortcut>& shortcuts, const QString&,
                                           const QVariantMap& options, const QDBusMessage& message) {
+    m_calls << QStringLiteral("BindShortcuts");
     m_binds.append({session.path(), shortcuts});
     const QString request =
         pathFor(QStringLiteral("request"), message, options.value(QStringLiteral("handle_token")).toString());

@@ -6,6 +6,7 @@
 
 #include "platform/hotkeys/PortalHotkeys.h"
 
+#include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
@@ -26,6 +27,9 @@ public:
     };
     const QList<Bind>& binds() const { return m_binds; }
     const QStringList& sessions() const { return m_sessions; }
+    // The calls in the order they came: "Register <app id>", "CreateSession", "BindShortcuts".
+    const QStringList& calls() const { return m_calls; }
+    void registered(const QString& appId) { m_calls << QStringLiteral("Register ") + appId; }
     // The answers given to the coming calls: 0 yes, 1 cancelled by the user, 2 other.
     void setSessionAnswer(uint answer) { m_sessionAnswer = answer; }
     void setBindAnswer(uint answer) { m_bindAnswer = answer; }
@@ -46,6 +50,21 @@ private:
     QDBusConnection m_bus;
     QList<Bind> m_binds;
     QStringList m_sessions;
+    QStringList m_calls;
     uint m_sessionAnswer = 0;
     uint m_bindAnswer = 0;
+};
+
+// The portal's registry of programs outside a sandbox, at the portal's path beside the shortcuts.
+class FakeRegistry : public QDBusAbstractAdaptor {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.host.portal.Registry")
+public:
+    explicit FakeRegistry(FakePortal* portal) : QDBusAbstractAdaptor(portal), m_portal(portal) {}
+
+public Q_SLOTS:
+    void Register(const QString& appId, const QVariantMap&) { m_portal->registered(appId); }
+
+private:
+    FakePortal* m_portal;
 };

@@ -59,8 +59,9 @@ protected:
     FakePortal& startPortal(bool shortcuts = true) {
         m_fake = std::make_unique<FakePortal>(portalBus());
         if (shortcuts) {
-            EXPECT_TRUE(portalBus().registerObject(QStringLiteral("/org/freedesktop/portal/desktop"),
-                                                   m_fake.get(), QDBusConnection::ExportAllSlots));
+            EXPECT_TRUE(portalBus().registerObject(
+                QStringLiteral("/org/freedesktop/portal/desktop"), m_fake.get(),
+                QDBusConnection::ExportAllSlots | QDBusConnection::ExportAdaptors));
         }
         EXPECT_TRUE(portalBus().registerService(QStringLiteral("org.freedesktop.portal.Desktop")));
         return *m_fake;
@@ -103,6 +104,10 @@ TEST_F(PortalHotkeysTest, ABindReachesThePortalAndItsShortcutComesBack) {
     EXPECT_EQ(idsOf(bind), QStringList{QStringLiteral("dial")});
     EXPECT_EQ(triggerOf(bind, QStringLiteral("dial")), QStringLiteral("CTRL+ALT+F9"));
     EXPECT_FALSE(bind.shortcuts.first().properties.value(QStringLiteral("description")).toString().isEmpty());
+    // The program named itself before its first call of the shortcuts.
+    EXPECT_EQ(portal.calls(),
+              (QStringList{QStringLiteral("Register org.morva.Morva"), QStringLiteral("CreateSession"),
+                           QStringLiteral("BindShortcuts")}));
 
     portal.activate(QStringLiteral("dial"));
     ASSERT_TRUE(WaitUntil([&] { return activated.size() == 1; }, 5000));
