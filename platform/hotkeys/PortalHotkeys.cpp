@@ -170,11 +170,24 @@ void PortalHotkeys::createSession() {
 }
 
 void PortalHotkeys::bindShortcuts() {
+    // One bind at a time: some desktops answer a bind only after the user closed its dialog, and take
+    // the dialogs' answers only in the order they were opened.
     if (m_pending != Pending::None) {
         m_bindAgain = true;
         return;
     }
     m_bindAgain = false;
+    if (m_keys.empty()) {
+        closeSession();
+        return;
+    }
+    if (m_boundInSession) {
+        // Some desktops bind the shortcuts of a session only once: new keys go into a new session.
+        closeSession();
+        createSession();
+        return;
+    }
+    m_boundInSession = true;
     PortalShortcuts shortcuts;
     for (const auto& [id, key] : m_keys) {
         PortalShortcut shortcut;
@@ -193,6 +206,17 @@ void PortalHotkeys::bindShortcuts() {
         QStringLiteral("BindShortcuts"),
         {QVariant::fromValue(QDBusObjectPath(m_session)), QVariant::fromValue(shortcuts), QString(), options},
         token, Pending::Bind);
+}
+
+void PortalHotkeys::closeSession() {
+    if (!m_session.isEmpty()) {
+        m_bus.asyncCall(QDBusMessage::createMethodCall(PortalService, m_session,
+                                                       QStringLiteral("org.freedesktop.portal.Session"),
+                                                       QStringLiteral("Close")));
+    }
+    m_session.clear();
+    m_sessionAsked = false;
+    m_boundInSession = false;
 }
 
 void PortalHotkeys::callWithRequest(const QString& method, const QList<QVariant>& arguments,

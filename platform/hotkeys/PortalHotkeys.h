@@ -2,9 +2,10 @@
 
 // Global keys on Wayland through the desktop portal's global shortcuts
 // (org.freedesktop.portal.GlobalShortcuts): one session of the portal, in which the keys of both ids are
-// bound together, as "dial" (id 1) and "hangup" (id 2). The desktop may show the user a dialog and bind
-// other keys than the ones asked for; it answers later, so a refusal comes as `failed`. Before its first
-// session it names the program to the portal ("org.morva.Morva", the name of its desktop file).
+// bound together, as "dial" (id 1) and "hangup" (id 2); a change of the keys binds them anew in a new
+// session. The desktop may show the user a dialog and bind other keys than the ones asked for; it
+// answers later, so a refusal comes as `failed`. Before its first session it names the program to the
+// portal ("org.morva.Morva", the name of its desktop file).
 
 #include "platform/hotkeys/GlobalHotkeys.h"
 
@@ -55,6 +56,7 @@ private:
     QString requestPath(const QString& token) const;
     void createSession();
     void bindShortcuts();
+    void closeSession();
     void failAll(const QString& reason);
     // A call whose answer comes as the Response of the request at `token`'s path.
     void callWithRequest(const QString& method, const QList<QVariant>& arguments, const QString& token,
@@ -64,8 +66,9 @@ private:
     std::map<int, HotkeyKey> m_keys;
     QString m_session; // the session's object path once it exists
     bool m_sessionAsked = false;
-    bool m_registered = false; // the program's name was given to the portal
-    bool m_bindAgain = false;  // keys changed while a bind was under way
+    bool m_registered = false;     // the program's name was given to the portal
+    bool m_boundInSession = false; // the session had its bind
+    bool m_bindAgain = false;      // keys changed while a bind was under way
     Pending m_pending = Pending::None;
     QString m_pendingRequest; // the request path whose Response is awaited
     int m_tokens = 0;

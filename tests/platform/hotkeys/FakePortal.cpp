@@ -14,9 +14,9 @@ QString FakePortal::pathFor(const QString& kind, const QDBusMessage& message, co
     return QStringLiteral("/org/freedesktop/portal/desktop/%1/%2/%3").arg(kind, sender, token);
 }
 
-void FakePortal::respond(const QString& request, uint answer, const QVariantMap& results) {
+void FakePortal::respond(const QString& request, uint answer, const QVariantMap& results, int delay) {
     // After the call's reply, as the portal answers.
-    QTimer::singleShot(0, this, [this, request, answer, results] {
+    QTimer::singleShot(delay, this, [this, request, answer, results] {
         QDBusMessage response = QDBusMessage::createSignal(
             request, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
         response << answer << results;
@@ -33,6 +33,7 @@ QDBusObjectPath FakePortal::CreateSession(const QVariantMap& options, const QDBu
     QVariantMap results;
     if (m_sessionAnswer == 0) {
         m_sessions << session;
+        m_bus.registerObject(session, new FakeSession(this, session), QDBusConnection::ExportAllSlots);
         results.insert(QStringLiteral("session_handle"), session);
     }
     respond(request, m_sessionAnswer, results);
@@ -49,7 +50,7 @@ QDBusObjectPath FakePortal::BindShortcuts(const QDBusObjectPath& session,
     QVariantMap results;
     if (m_bindAnswer == 0)
         results.insert(QStringLiteral("shortcuts"), QVariant::fromValue(shortcuts));
-    respond(request, m_bindAnswer, results);
+    respond(request, m_bindAnswer, results, m_bindDelay);
     return QDBusObjectPath(request);
 }
 
@@ -61,4 +62,10 @@ void FakePortal::activate(const QString& shortcutId, const QString& session) {
                   QDBusObjectPath(session.isEmpty() ? m_sessions.value(m_sessions.size() - 1) : session))
            << shortcutId << qulonglong(QDateTime::currentMSecsSinceEpoch()) << QVariantMap();
     m_bus.send(signal);
+}
+
+void FakePortal::closed(const QString& session) {
+    m_calls << QStringLiteral("Close");
+    m_closed << session;
+    m_bus.unregisterObject(session);
 }

@@ -113,16 +113,22 @@ TEST_F(PortalHotkeysTest, ABindReachesThePortalAndItsShortcutComesBack) {
     ASSERT_TRUE(WaitUntil([&] { return activated.size() == 1; }, 5000));
     EXPECT_EQ(activated.first().at(0).toInt(), 1);
 
-    // The second key joins the first in one bind of the same session.
+    // The second key joins the first in one bind, of a new session: some desktops bind once per
+    // session.
+    const QString first = portal.sessions().first();
     ASSERT_TRUE(keys.registerKey(2, ShiftA, &error)) << error.toStdString();
     ASSERT_TRUE(WaitUntil([&] { return portal.binds().size() == 2; }, 5000));
-    EXPECT_EQ(portal.sessions().size(), 1);
+    EXPECT_EQ(portal.closedSessions(), QStringList{first});
+    ASSERT_EQ(portal.sessions().size(), 2);
+    EXPECT_EQ(portal.binds().last().session, portal.sessions().last());
     EXPECT_EQ(idsOf(portal.binds().last()), (QStringList{QStringLiteral("dial"), QStringLiteral("hangup")}));
+    EXPECT_EQ(triggerOf(portal.binds().last(), QStringLiteral("dial")), QStringLiteral("CTRL+ALT+F9"));
     EXPECT_EQ(triggerOf(portal.binds().last(), QStringLiteral("hangup")), QStringLiteral("SHIFT+a"));
+    EXPECT_EQ(portal.calls().mid(3), (QStringList{QStringLiteral("Close"), QStringLiteral("CreateSession"),
+                                                  QStringLiteral("BindShortcuts")}));
 
-    // A shortcut of another session is not ours; the one after it shows that it was seen.
-    portal.activate(QStringLiteral("dial"),
-                    QStringLiteral("/org/freedesktop/portal/desktop/session/x/other"));
+    // A shortcut of the closed session is not ours any more; the one after it shows that it was seen.
+    portal.activate(QStringLiteral("dial"), first);
     portal.activate(QStringLiteral("hangup"));
     ASSERT_TRUE(WaitUntil([&] { return activated.size() == 2; }, 5000));
     RunEvents(100);
@@ -140,11 +146,36 @@ TEST_F(PortalHotkeysTest, ABindReachesThePortalAndItsShortcutComesBack) {
     ASSERT_EQ(activated.size(), 3);
     EXPECT_EQ(activated.at(2).at(0).toInt(), 2);
 
-    // A key that cannot be had takes back what its id had.
+    // A key that cannot be had takes back what its id had: no key is left, and no session.
     EXPECT_FALSE(keys.registerKey(2, HotkeyKey{200, true, false, false}, &error));
     EXPECT_THAT(error.toStdString(), HasSubstr("names no key"));
-    ASSERT_TRUE(WaitUntil([&] { return portal.binds().size() == 4; }, 5000));
-    EXPECT_TRUE(portal.binds().last().shortcuts.isEmpty());
+    ASSERT_TRUE(WaitUntil([&] { return portal.closedSessions().size() == 3; }, 5000));
+    EXPECT_EQ(portal.closedSessions().last(), portal.sessions().last());
+    EXPECT_EQ(portal.binds().size(), 3);
+    EXPECT_EQ(failed.size(), 0);
+}
+
+TEST_F(PortalHotkeysTest, KeysChangedWhileTheDesktopAsksTheUserAreBoundAfterItsAnswer) {
+    FakePortal& portal = startPortal();
+    portal.setBindDelay(300);
+    PortalHotkeys keys(clientBus());
+    QSignalSpy failed(&keys, &hotkeys::GlobalHotkeys::failed);
+    QString error;
+    ASSERT_TRUE(keys.registerKey(1, CtrlAltF9, &error)) << error.toStdString();
+    ASSERT_TRUE(WaitUntil([&] { return portal.binds().size() == 1; }, 5000));
+    // The first bind's dialog is still open.
+    ASSERT_TRUE(keys.registerKey(2, ShiftA, &error)) << error.toStdString();
+    ASSERT_TRUE(keys.registerKey(1, HotkeyKey{121, true, false, false}, &error)) << error.toStdString();
+    ASSERT_TRUE(WaitUntil([&] { return portal.binds().size() == 2; }, 5000));
+    RunEvents(500);
+    // One more bind, with the keys as they are now, after the first was answered.
+    ASSERT_EQ(portal.binds().size(), 2);
+    EXPECT_EQ(triggerOf(portal.binds().last(), QStringLiteral("dial")), QStringLiteral("CTRL+F10"));
+    EXPECT_EQ(triggerOf(portal.binds().last(), QStringLiteral("hangup")), QStringLiteral("SHIFT+a"));
+    EXPECT_EQ(portal.calls(),
+              (QStringList{QStringLiteral("Register org.morva.Morva"), QStringLiteral("CreateSession"),
+                           QStringLiteral("BindShortcuts"), QStringLiteral("Close"),
+                           QStringLiteral("CreateSession"), QStringLiteral("BindShortcuts")}));
     EXPECT_EQ(failed.size(), 0);
 }
 
