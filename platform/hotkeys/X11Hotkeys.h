@@ -1,7 +1,8 @@
 #pragma once
 
 // Global keys on X11: each key is grabbed on the root window through an xcb connection of the library's
-// own, so it works whatever Qt platform the program runs on (xcb, wayland under XWayland, offscreen).
+// own, so it works whatever Qt platform plugin the program runs on (xcb, offscreen, or wayland with an X
+// server beside it); Qt's own connection is never used.
 
 #include "platform/hotkeys/GlobalHotkeys.h"
 
