@@ -259,7 +259,7 @@ void BM_HotkeyToDialOnTheLine(benchmark::State& state) {
     BenchCalls calls(program);
     program.hotkeys().setKeys(keys.get());
     program.hotkeys().setCalls(&calls);
-    program.settings().Hotkey1 = {120, 1, 1, 0}; // Ctrl+Alt+F9
+    program.settings().Hotkey1 = {120, 1, 0, 1}; // Ctrl+Shift+F9
     if (!program.hotkeys().HotkeyRegister(1, program.settings().Hotkey1)) {
         state.SkipWithError("the hotkey could not be grabbed");
         return;
@@ -280,7 +280,7 @@ void BM_HotkeyToDialOnTheLine(benchmark::State& state) {
         free(map);
         return found;
     };
-    const uint8_t ctrl = keycode(0xffe3), alt = keycode(0xffe9), f9 = keycode(0xffc6);
+    const uint8_t ctrl = keycode(0xffe3), shift = keycode(0xffe1), f9 = keycode(0xffc6);
     const auto fake = [presser](uint8_t type, uint8_t code) {
         xcb_test_fake_input(presser, type, code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
     };
@@ -290,10 +290,10 @@ void BM_HotkeyToDialOnTheLine(benchmark::State& state) {
     for (auto _ : state) {
         const std::size_t before = exchange.calls().size();
         fake(XCB_KEY_PRESS, ctrl);
-        fake(XCB_KEY_PRESS, alt);
+        fake(XCB_KEY_PRESS, shift);
         fake(XCB_KEY_PRESS, f9);
         fake(XCB_KEY_RELEASE, f9);
-        fake(XCB_KEY_RELEASE, alt);
+        fake(XCB_KEY_RELEASE, shift);
         fake(XCB_KEY_RELEASE, ctrl);
         xcb_flush(presser);
         const auto pressed = Clock_::now();
