@@ -5,6 +5,7 @@
 #include <QMutex>
 #include <QObject>
 #include <QStringList>
+#include <QThread>
 
 class DBusRecorder : public QObject {
     Q_OBJECT
@@ -17,6 +18,8 @@ public:
 public Q_SLOTS:
     void Take(const QString& text) { record(QStringLiteral("Take ") + text); }
     void Ping() { record(QStringLiteral("Ping")); }
+    // Answers after six seconds, longer than a caller waits.
+    void Stall() { QThread::sleep(6); }
 
 private:
     void record(const QString& call) {

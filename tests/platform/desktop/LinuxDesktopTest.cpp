@@ -348,7 +348,7 @@ protected:
 TEST_F(StartProgram, PassesArgumentsAsTheyAreWithoutAShell) {
     LinuxDesktop desktop(noBus);
     const QString file = folder.filePath(QStringLiteral("arguments"));
-    const QStringList arguments{QStringLiteral("0301;rm -rf ~"),
+    const QStringList arguments{QStringLiteral("0301;touch w"),
                                 QStringLiteral("$(touch x)"),
                                 QStringLiteral("`touch y`"),
                                 QStringLiteral("a b"),
@@ -363,6 +363,7 @@ TEST_F(StartProgram, PassesArgumentsAsTheyAreWithoutAShell) {
         EXPECT_EQ(QString::fromUtf8(got[i + 1]), arguments[i]);
     // Detached: the program is not our child.
     EXPECT_NE(got[0].toLongLong(), qint64(getpid()));
+    EXPECT_FALSE(QFile::exists(folder.filePath(QStringLiteral("w"))));
     EXPECT_FALSE(QFile::exists(folder.filePath(QStringLiteral("x"))));
     EXPECT_FALSE(QFile::exists(folder.filePath(QStringLiteral("y"))));
     EXPECT_FALSE(QFile::exists(folder.filePath(QStringLiteral("z"))));
@@ -483,6 +484,16 @@ TEST_F(DBus, NamesTheErrorOfACallThatFailed) {
     EXPECT_THAT(desktop.callDBus(name, path, interface, QStringLiteral("Take"), std::nullopt).toStdString(),
                 StartsWith("org.freedesktop.DBus.Error.UnknownMethod: "));
     EXPECT_EQ(service->calls(), QStringList());
+}
+
+TEST_F(DBus, GivesUpOnAServiceThatDoesNotAnswerInFiveSeconds) {
+    LinuxDesktop desktop(caller());
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_THAT(desktop.callDBus(name, path, interface, QStringLiteral("Stall"), std::nullopt).toStdString(),
+                StartsWith("org.freedesktop.DBus.Error.NoReply: "));
+    EXPECT_GE(clock.elapsed(), 4900);
+    EXPECT_LT(clock.elapsed(), 6000);
 }
 
 TEST_F(DBus, RefusesInvalidNamesPlainly) {
