@@ -5,11 +5,12 @@
 //       latter), with _NET_WM_PID, and WM_DELETE_WINDOW in WM_PROTOCOLS unless --no-delete. Prints
 //       "ready", then "deleted" and exits 0 on WM_DELETE_WINDOW, "destroyed" and exits 0 when its window is
 //       destroyed; exits 2 when the X server goes.
-//   wm [--no-close]
+//   wm [--frames]
 //       a tiny EWMH window manager: maps what asks to be mapped, lists the clients in _NET_CLIENT_LIST,
-//       announces _NET_CLOSE_WINDOW unless --no-close. Prints "ready", then one line per request it gets:
-//       "iconify TITLE" (WM_CHANGE_STATE to IconicState) and "close TITLE" (_NET_CLOSE_WINDOW, which it
-//       passes on to the window as WM_DELETE_WINDOW).
+//       announces _NET_CLOSE_WINDOW. Prints "ready", then one line per request it gets: "iconify TITLE"
+//       (WM_CHANGE_STATE to IconicState) and "close TITLE" (_NET_CLOSE_WINDOW, which it passes on to the
+//       window as WM_DELETE_WINDOW). With --frames, a manager of the older kind: no EWMH at all, each
+//       client put into a frame of its own and marked with WM_STATE; a _NET_CLOSE_WINDOW is only printed.
 //   arguments FILE ARG...
 //       writes its parent's pid and then each ARG to FILE, each ended by a NUL byte.
 
@@ -118,7 +119,7 @@ int Window(const std::string& title, bool deleteProtocol, bool latin1Only) {
     return 2;
 }
 
-int WindowManager(bool announceClose) {
+int WindowManager(bool framing) {
     xcb_connection_t* c = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(c))
         return 2;
@@ -137,15 +138,16 @@ int WindowManager(bool announceClose) {
     const xcb_window_t own = xcb_generate_id(c);
     xcb_create_window(c, XCB_COPY_FROM_PARENT, own, root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
                       XCB_COPY_FROM_PARENT, 0, nullptr);
-    SetProperty(c, root, check, XCB_ATOM_WINDOW, 32, &own, 1);
-    SetProperty(c, own, check, XCB_ATOM_WINDOW, 32, &own, 1);
-    std::vector<xcb_atom_t> supported{clientList, check};
-    if (announceClose)
-        supported.push_back(closeWindow);
-    SetProperty(c, root, Atom(c, "_NET_SUPPORTED"), XCB_ATOM_ATOM, 32, supported.data(), supported.size());
+    if (!framing) {
+        SetProperty(c, root, check, XCB_ATOM_WINDOW, 32, &own, 1);
+        SetProperty(c, own, check, XCB_ATOM_WINDOW, 32, &own, 1);
+        const xcb_atom_t supported[] = {clientList, check, closeWindow};
+        SetProperty(c, root, Atom(c, "_NET_SUPPORTED"), XCB_ATOM_ATOM, 32, supported, std::size(supported));
+    }
     std::vector<xcb_window_t> clients;
     const auto publish = [&] {
-        SetProperty(c, root, clientList, XCB_ATOM_WINDOW, 32, clients.data(), clients.size());
+        if (!framing)
+            SetProperty(c, root, clientList, XCB_ATOM_WINDOW, 32, clients.data(), clients.size());
         xcb_flush(c);
     };
     publish();
@@ -166,6 +168,15 @@ int WindowManager(bool announceClose) {
             const xcb_window_t window = reinterpret_cast<const xcb_map_request_event_t*>(event)->window;
             const uint32_t normal[] = {1, XCB_WINDOW_NONE};
             SetProperty(c, window, wmState, wmState, 32, normal, 2);
+            if (framing) {
+                const xcb_window_t frame = xcb_generate_id(c);
+                const uint32_t frameMask[] = {XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY};
+                xcb_create_window(c, XCB_COPY_FROM_PARENT, frame, root, 0, 0, 240, 140, 0,
+                                  XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_EVENT_MASK,
+                                  frameMask);
+                xcb_reparent_window(c, window, frame, 10, 30);
+                xcb_map_window(c, frame);
+            }
             xcb_map_window(c, window);
             if (std::find(clients.begin(), clients.end(), window) == clients.end())
                 clients.push_back(window);
@@ -173,7 +184,13 @@ int WindowManager(bool announceClose) {
             break;
         }
         case XCB_DESTROY_NOTIFY: {
-            const xcb_window_t window = reinterpret_cast<const xcb_destroy_notify_event_t*>(event)->window;
+            const auto* destroyed = reinterpret_cast<const xcb_destroy_notify_event_t*>(event);
+            const xcb_window_t window = destroyed->window;
+            if (destroyed->event != root) { // a client inside its frame: the frame goes with it
+                xcb_destroy_window(c, destroyed->event);
+                xcb_flush(c);
+                break;
+            }
             clients.erase(std::remove(clients.begin(), clients.end(), window), clients.end());
             publish();
             break;
@@ -188,6 +205,8 @@ int WindowManager(bool announceClose) {
                 xcb_flush(c);
             } else if (message->type == closeWindow) {
                 Say("close " + title(message->window));
+                if (framing)
+                    break;
                 xcb_client_message_event_t request{};
                 request.response_type = XCB_CLIENT_MESSAGE;
                 request.format = 32;
@@ -232,11 +251,11 @@ int main(int argc, char** argv) {
     if (args.size() >= 2 && args[0] == "window")
         return Window(args[1], !has("--no-delete"), has("--latin1-only"));
     if (!args.empty() && args[0] == "wm")
-        return WindowManager(!has("--no-close"));
+        return WindowManager(has("--frames"));
     if (args.size() >= 2 && args[0] == "arguments")
         return Arguments(argc, argv);
     std::fprintf(
         stderr,
-        "usage: window TITLE [--no-delete] [--latin1-only] | wm [--no-close] | arguments FILE ARG...\n");
+        "usage: window TITLE [--no-delete] [--latin1-only] | wm [--frames] | arguments FILE ARG...\n");
     return 64;
 }

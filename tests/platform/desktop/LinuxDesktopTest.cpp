@@ -228,16 +228,24 @@ TEST_F(BareX, StartsAProgramMinimisedWhoseWindowStaysWithoutAWindowManager) {
     EXPECT_TRUE(WaitUntil([&] { return desktop.findWindow(title) == WindowSearch::NotFound; }));
 }
 
-// --- An X server with a window manager that follows EWMH ---
+// --- An X server with a window manager: one that follows EWMH, and one of the older kind that puts each
+// client into a frame and marks it with WM_STATE ---
 
-class ManagedX : public ::testing::Test {
+struct Ewmh {
+    static QStringList flags() { return {}; }
+};
+struct Frames {
+    static QStringList flags() { return {QStringLiteral("--frames")}; }
+};
+
+template <typename Kind> class ManagedServer : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         server = new XServer;
         if (server->display.isEmpty())
             return;
         qputenv("DISPLAY", server->display);
-        manager = new Process({Helper, QStringLiteral("wm")});
+        manager = new Process(QStringList{Helper, QStringLiteral("wm")} + Kind::flags());
         if (manager->readLine() != QLatin1String("ready")) {
             delete manager;
             manager = nullptr;
@@ -255,12 +263,12 @@ protected:
         ASSERT_NE(manager, nullptr) << "the window manager did not start";
         qputenv("DISPLAY", server->display);
     }
-    static XServer* server;
-    static Process* manager;
+    static inline XServer* server = nullptr;
+    static inline Process* manager = nullptr;
     QDBusConnection noBus{QStringLiteral("none")};
 };
-XServer* ManagedX::server = nullptr;
-Process* ManagedX::manager = nullptr;
+using ManagedX = ManagedServer<Ewmh>;
+using FramingX = ManagedServer<Frames>;
 
 TEST_F(ManagedX, FindsClientsInTheManagersListAndClosesThroughIt) {
     const auto window = OpenWindow(QStringLiteral("Managed window"));
@@ -291,6 +299,33 @@ TEST_F(ManagedX, AsksTheManagerToIconifyTheWindowOfAProgramStartedMinimised) {
     EXPECT_EQ(manager->readLine(), QStringLiteral("close Plain start"));
     EXPECT_EQ(desktop.closeWindow(QStringLiteral("Minimised start")), WindowSearch::Found);
     EXPECT_EQ(manager->readLine(), QStringLiteral("close Minimised start"));
+}
+
+TEST_F(FramingX, FindsClientsInsideFramesAndAsksThemToCloseThemselves) {
+    const auto window = OpenWindow(QStringLiteral("Framed window"));
+    LinuxDesktop desktop(noBus);
+    EXPECT_TRUE(WaitUntil(
+        [&] { return desktop.findWindow(QStringLiteral("Framed window")) == WindowSearch::Found; }));
+    EXPECT_EQ(desktop.findWindow(QStringLiteral("Framed")), WindowSearch::NotFound);
+    // Without _NET_CLOSE_WINDOW announced the request goes to the window itself.
+    EXPECT_EQ(desktop.closeWindow(QStringLiteral("Framed window")), WindowSearch::Found);
+    EXPECT_EQ(window->readLine(), QStringLiteral("deleted"));
+    EXPECT_EQ(window->waitExit(), 0);
+    EXPECT_EQ(manager->readLine(300), QString());
+    EXPECT_TRUE(WaitUntil(
+        [&] { return desktop.findWindow(QStringLiteral("Framed window")) == WindowSearch::NotFound; }));
+}
+
+TEST_F(FramingX, AsksTheManagerToIconifyAFramedWindow) {
+    LinuxDesktop desktop(noBus);
+    ASSERT_EQ(
+        desktop.startProgram({Helper, QStringLiteral("window"), QStringLiteral("Framed minimised")}, true),
+        QString());
+    EXPECT_EQ(manager->readLine(), QStringLiteral("iconify Framed minimised"));
+    // Iconified (unmapped in its frame), it is still a window of the desktop, and can be closed.
+    EXPECT_EQ(desktop.closeWindow(QStringLiteral("Framed minimised")), WindowSearch::Found);
+    EXPECT_TRUE(WaitUntil(
+        [&] { return desktop.findWindow(QStringLiteral("Framed minimised")) == WindowSearch::NotFound; }));
 }
 
 // --- No X server ---
