@@ -231,6 +231,8 @@ private:
     // A property of format 32 as its values.
     static QList<uint32_t> words(const QByteArray& bytes) {
         QList<uint32_t> values(bytes.size() / qsizetype(sizeof(uint32_t)));
+        if (values.isEmpty())
+            return values;
         std::memcpy(values.data(), bytes.constData(), size_t(values.size()) * sizeof(uint32_t));
         return values;
     }

@@ -527,7 +527,8 @@ TEST_F(DBus, GivesUpOnAServiceThatDoesNotAnswerInFiveSeconds) {
     clock.start();
     EXPECT_THAT(desktop.callDBus(name, path, interface, QStringLiteral("Stall"), std::nullopt).toStdString(),
                 StartsWith("org.freedesktop.DBus.Error.NoReply: "));
-    EXPECT_GE(clock.elapsed(), 4900);
+    // libdbus's timeout was seen to end up to a quarter of a second early.
+    EXPECT_GE(clock.elapsed(), 4500);
     EXPECT_LT(clock.elapsed(), 6000);
 }
 
