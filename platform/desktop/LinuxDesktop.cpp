@@ -58,6 +58,14 @@ public:
 
     bool broken() const { return xcb_connection_has_error(m_c) != 0; }
 
+    // We select no events; what comes anyway (the errors of requests without an answer, such as a close
+    // request to a window that went in the meantime, and notices sent to every client) is dropped, so
+    // that it does not pile up over a long session.
+    void dropEvents() {
+        while (xcb_generic_event_t* event = xcb_poll_for_event(m_c))
+            std::free(event);
+    }
+
     struct TopLevel {
         xcb_window_t window;
         bool managed; // listed or marked by a window manager
@@ -329,6 +337,8 @@ XWindows* LinuxDesktop::windows() {
         m_windows.reset();
     if (!m_windows)
         m_windows = XWindows::open(m_display);
+    if (m_windows)
+        m_windows->dropEvents();
     return m_windows.get();
 }
 
