@@ -101,9 +101,9 @@ void BM_ActionRunTwentyDBusRules(benchmark::State& state) {
         CallRecord call;
         call.CallNumber = QStringLiteral("0891234567");
         call.CallMSN = QStringLiteral("5551");
-        desktop::LinuxDesktop linux(QDBusConnection::connectToBus(address, QStringLiteral("morva")));
+        desktop::LinuxDesktop linuxDesktop(QDBusConnection::connectToBus(address, QStringLiteral("morva")));
         ActionRules rules{settings, language, numTrans, clock, dialogs, dir.path()};
-        rules.setDesktop(&linux);
+        rules.setDesktop(&linuxDesktop);
         rules.setCallRecord(&call);
         for (int i = 0; i < 20; ++i)
             rules.rules.push_back({1, 3, 3, QStringLiteral("org.example.Notes/notes"),
