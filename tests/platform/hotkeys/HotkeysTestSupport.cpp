@@ -63,6 +63,12 @@ Spawned::Spawned(std::vector<std::string> argv) {
     close(out[0]);
 }
 
+bool Spawned::exited() {
+    if (m_pid > 0 && waitpid(m_pid, nullptr, WNOHANG) == m_pid)
+        m_pid = -1;
+    return m_pid <= 0;
+}
+
 Spawned::~Spawned() {
     if (m_pid > 0) {
         kill(m_pid, SIGTERM);

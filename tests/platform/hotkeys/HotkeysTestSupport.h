@@ -21,6 +21,8 @@ public:
 
     // Empty when the program did not start or said nothing within ten seconds.
     QString firstLine() const { return m_firstLine; }
+    // Whether the program has ended (it is reaped then).
+    bool exited();
 
 private:
     pid_t m_pid = -1;
