@@ -2,7 +2,7 @@
 // client (hotkeys_selection_owner) as an editor with marked text owns them. Skipped without Xvfb.
 
 #include "platform/hotkeys/GlobalHotkeys.h"
-#include "tests/platform/hotkeys/HotkeysTestSupport.h"
+#include "tests/support/TestDesktop.h"
 #include "tests/support/TestEnvironment.h"
 
 #include <QElapsedTimer>

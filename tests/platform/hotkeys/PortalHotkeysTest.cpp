@@ -3,7 +3,7 @@
 
 #include "platform/hotkeys/PortalHotkeys.h"
 #include "tests/platform/hotkeys/FakePortal.h"
-#include "tests/platform/hotkeys/HotkeysTestSupport.h"
+#include "tests/support/TestDesktop.h"
 #include "tests/support/TestEnvironment.h"
 
 #include <QDBusConnection>

@@ -3,7 +3,7 @@
 
 #include "platform/hotkeys/X11Hotkeys.h"
 #include "platform/hotkeys/GlobalHotkeys.h"
-#include "tests/platform/hotkeys/HotkeysTestSupport.h"
+#include "tests/support/TestDesktop.h"
 #include "tests/support/TestEnvironment.h"
 
 #include <QSignalSpy>

@@ -4,7 +4,7 @@
 
 #include "automation/ActionRules.h"
 #include "shell/ui/ProgramWindows.h"
-#include "tests/platform/hotkeys/HotkeysTestSupport.h"
+#include "tests/support/TestDesktop.h"
 #include "tests/support/TestProgram.h"
 
 #include <QFile>

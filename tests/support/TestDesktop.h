@@ -1,7 +1,7 @@
 #pragma once
 
-// What the tests of the global keys and the marked text share: programs of the test's own desktop
-// (an X server, a session bus, the selection owner) ended with the test, and waiting for Qt's events.
+// What the tests on a desktop of their own share: programs of the test's desktop (an X server, the
+// programs that play other applications) ended with the test, xdotool, and waiting for Qt's events.
 
 #include <QString>
 

@@ -1,4 +1,4 @@
-#include "tests/platform/hotkeys/HotkeysTestSupport.h"
+#include "tests/support/TestDesktop.h"
 
 #include <QByteArray>
 #include <QCoreApplication>
