@@ -1,11 +1,11 @@
 #include "shell/ui/frmEintragABCapi.h"
 
 #include "shell/base/Language.h"
+#include "shell/ui/DialogButtons.h"
 #include "shell/ui/ctlDateiAuswahl.h"
 #include "shell/ui/ctlNummerText.h"
 
 #include <QCheckBox>
-#include <QDialogButtonBox>
 #include <QFontMetrics>
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -106,13 +106,9 @@ frmEintragABCapi::frmEintragABCapi(const Language& language, QWidget* parent)
     layout->addLayout(grid);
     layout->addStretch(1);
 
-    auto* buttons = new QDialogButtonBox(this);
-    m_cmdOK = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
-    m_cmdOK->setObjectName(QStringLiteral("cmdOK"));
-    m_cmdOK->setDefault(true);
-    m_cmdCancel = buttons->addButton(QString(), QDialogButtonBox::RejectRole);
-    m_cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
-    layout->addWidget(buttons);
+    const OkCancelButtons buttons = AddOkCancelButtons(this, layout);
+    m_cmdOK = buttons.ok;
+    m_cmdCancel = buttons.cancel;
     connect(m_cmdOK, &QPushButton::clicked, this, &frmEintragABCapi::cmdOK_Click);
     connect(m_cmdCancel, &QPushButton::clicked, this, &frmEintragABCapi::cmdCancel_Click);
     connect(m_ctlAnzRufsignale, &ctlNummerText::Change, this, [this] { showSeconds(); });

@@ -1,10 +1,10 @@
 #include "shell/ui/frmEintragAction.h"
 
 #include "shell/base/Language.h"
+#include "shell/ui/DialogButtons.h"
 
 #include <QComboBox>
 #include <QCoreApplication>
-#include <QDialogButtonBox>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -97,13 +97,9 @@ frmEintragAction::frmEintragAction(const Language& language, ActionTable& rules,
     layout->addLayout(grid);
     layout->addStretch(1);
 
-    auto* buttons = new QDialogButtonBox(this);
-    m_cmdOK = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
-    m_cmdOK->setObjectName(QStringLiteral("cmdOK"));
-    m_cmdOK->setDefault(true);
-    m_cmdCancel = buttons->addButton(QString(), QDialogButtonBox::RejectRole);
-    m_cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
-    layout->addWidget(buttons);
+    const OkCancelButtons buttons = AddOkCancelButtons(this, layout);
+    m_cmdOK = buttons.ok;
+    m_cmdCancel = buttons.cancel;
 
     connect(m_cmdOK, &QPushButton::clicked, this, &frmEintragAction::cmdOK_Click);
     connect(m_cmdCancel, &QPushButton::clicked, this, &frmEintragAction::cmdCancel_Click);

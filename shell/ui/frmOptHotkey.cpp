@@ -1,9 +1,9 @@
 #include "shell/ui/frmOptHotkey.h"
 
 #include "shell/base/Language.h"
+#include "shell/ui/DialogButtons.h"
 
 #include <QCheckBox>
-#include <QDialogButtonBox>
 #include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -44,13 +44,9 @@ frmOptHotkey::frmOptHotkey(const Language& language, QWidget* parent)
     layout->addLayout(grid);
     layout->addStretch(1);
 
-    auto* buttons = new QDialogButtonBox(this);
-    m_cmdOK = buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
-    m_cmdOK->setObjectName(QStringLiteral("cmdOK"));
-    m_cmdOK->setDefault(true);
-    m_cmdCancel = buttons->addButton(QString(), QDialogButtonBox::RejectRole);
-    m_cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
-    layout->addWidget(buttons);
+    const OkCancelButtons buttons = AddOkCancelButtons(this, layout);
+    m_cmdOK = buttons.ok;
+    m_cmdCancel = buttons.cancel;
     connect(m_cmdOK, &QPushButton::clicked, this, &frmOptHotkey::cmdOK_Click);
     connect(m_cmdCancel, &QPushButton::clicked, this, &frmOptHotkey::cmdCancel_Click);
     connect(m_chkHotLandPlus, &QCheckBox::toggled, this, &frmOptHotkey::chkHotLandPlus_Click);

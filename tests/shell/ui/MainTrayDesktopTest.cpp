@@ -8,6 +8,7 @@
 #include "shell/ui/Main.h"
 #include "shell/ui/MainTray.h"
 #include "tests/shell/ui/FakeTrayWatcher.h"
+#include "tests/support/TestDesktop.h"
 #include "tests/support/TestEnvironment.h"
 
 #include <QApplication>
@@ -26,81 +27,11 @@
 
 #include <gmock/gmock.h>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <memory>
-#include <string>
-#include <vector>
-
-extern char** environ;
 
 namespace {
 
 const QString Tip = QStringLiteral("Morva");
-
-// A program of the test's desktop, ended with the process. Its first line of output says that it is
-// ready and where to reach it.
-class Spawned {
-public:
-    explicit Spawned(std::vector<std::string> argv) {
-        int out[2];
-        if (pipe(out) != 0)
-            return;
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, out[1], 1);
-        posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_addclose(&actions, out[0]);
-        std::vector<char*> args;
-        for (auto& arg : argv)
-            args.push_back(arg.data());
-        args.push_back(nullptr);
-        if (posix_spawnp(&m_pid, args[0], &actions, nullptr, args.data(), environ) != 0)
-            m_pid = -1;
-        posix_spawn_file_actions_destroy(&actions);
-        close(out[1]);
-        if (m_pid > 0)
-            m_firstLine = readLine(out[0]);
-        close(out[0]);
-    }
-    ~Spawned() {
-        if (m_pid > 0) {
-            kill(m_pid, SIGTERM);
-            waitpid(m_pid, nullptr, 0);
-        }
-    }
-    Spawned(const Spawned&) = delete;
-    Spawned& operator=(const Spawned&) = delete;
-
-    // Empty when the program did not start or said nothing within ten seconds.
-    QString firstLine() const { return m_firstLine; }
-
-private:
-    static QString readLine(int fd) {
-        QByteArray line;
-        QDeadlineTimer deadline(10000);
-        while (!deadline.hasExpired()) {
-            pollfd p{fd, POLLIN, 0};
-            if (poll(&p, 1, static_cast<int>(deadline.remainingTime())) <= 0)
-                break;
-            char c;
-            if (read(fd, &c, 1) != 1)
-                break;
-            if (c == '\n')
-                return QString::fromUtf8(line).trimmed();
-            line.append(c);
-        }
-        return {};
-    }
-
-    pid_t m_pid = -1;
-    QString m_firstLine;
-};
 
 // The X server and the session bus. Sets DISPLAY, the xcb platform and the bus's address for the
 // application that comes after it; leaves everything as it was when either does not start.
